@@ -1,0 +1,7 @@
+#include "app/UninstallerApp.h"
+
+// NOT IMPLEMENTED YET: placeholder so the program links while this part is built.
+
+void UninstallerApp::show() {}
+QWidget* UninstallerApp::makeContentView() { return nullptr; }
+QImage UninstallerApp::iconImage() const { return {}; }

@@ -1,0 +1,157 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QImage>
+#include <QPointF>
+#include <QRectF>
+#include <QSizeF>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class QWidget;
+
+// What a program left behind when it ended: its termination status (exit code,
+// or the number of the signal that ended it; 127 when it could not start) and
+// everything it wrote to standard output and standard error, in order.
+struct CommandResult {
+  std::int32_t status = 0;
+  QString output;
+};
+
+// The outcome of one move to the Trash; `error` is a one-line reason on failure.
+struct TrashOutcome {
+  bool moved = false;
+  QString error;
+};
+
+// A screen in desktop coordinates: origin at the bottom left of the first
+// screen, y growing upwards; a rectangle's (x, y) is its bottom-left corner.
+struct ScreenGeometry {
+  QRectF frame;
+  QRectF visibleFrame;
+};
+
+// One running instance of an application, as seen when it was listed. It keeps
+// pointing at that instance: once it has exited, nothing sent to it reaches any
+// other process.
+class RunningApplication {
+ public:
+  virtual ~RunningApplication() = default;
+  // Asks the instance to quit in its ordinary way; it may refuse or take time.
+  virtual void terminate() = 0;
+  // Ends the instance without asking.
+  virtual void forceTerminate() = 0;
+  virtual bool isTerminated() = 0;
+};
+
+// One keyboard input source. A property counts as set only when the system
+// reports it as set; a missing or odd value reads as false.
+class InputSource {
+ public:
+  virtual ~InputSource() = default;
+  virtual bool isSelected() = 0;
+  virtual bool isEnabled() = 0;
+};
+
+using RunningApplicationList = std::vector<std::shared_ptr<RunningApplication>>;
+using InputSourceList = std::vector<std::shared_ptr<InputSource>>;
+
+// Everything the uninstaller asks of the operating system, and nothing else.
+// The program's logic reaches files, processes, running applications, input
+// sources, screens and dialogs only through this interface, so that it can be
+// driven by a fake in tests and by a per-system implementation in the program.
+class Platform {
+ public:
+  virtual ~Platform() = default;
+
+  // --- Files -------------------------------------------------------------
+  // The running user's home folder: absolute, no trailing "/" (unless "/").
+  virtual QString homeDirectory() = 0;
+  // The process's current folder, against which relative paths are resolved.
+  virtual QString currentDirectory() = 0;
+  // True when something exists at `path`; symbolic links are followed, so a
+  // dangling link is absent.
+  virtual bool fileExists(const QString& path) = 0;
+  // Creates `path` and any missing folders above it; false when it could not
+  // (including when something that is not a folder is in the way).
+  virtual bool createDirectories(const QString& path) = 0;
+  // The whole file, or nothing when it is missing or cannot be read.
+  virtual std::optional<QByteArray> readFile(const QString& path) = 0;
+  // Adds `bytes` at the end of the file in one write, creating the file if
+  // needed; earlier bytes are never rewritten.
+  virtual bool appendToFile(const QString& path, const QByteArray& bytes) = 0;
+  // Replaces the file's contents with `bytes`, creating it if needed.
+  virtual bool writeFile(const QString& path, const QByteArray& bytes) = 0;
+  // Moves the item (a folder whole) into the user's Trash, where it can be
+  // restored from.
+  virtual TrashOutcome moveToTrash(const QString& path) = 0;
+
+  // --- Processes and time -------------------------------------------------
+  // Runs `program` (an absolute path, no shell, no search) with `arguments`
+  // until it ends and its output is read to the end. Never throws.
+  virtual CommandResult runProcess(const QString& program, const QStringList& arguments) = 0;
+  // Wall-clock time now, in UTC.
+  virtual QDateTime currentTime() = 0;
+  // Lets the event loop handle events for `seconds`, instead of sleeping, so
+  // that state such as a process's exit can be brought up to date.
+  virtual void runEventLoop(double seconds) = 0;
+
+  // --- Running applications -------------------------------------------------
+  // The running instances of the application with this bundle identifier that
+  // belong to the current user, at the time of the call.
+  virtual RunningApplicationList runningApplications(const QString& bundleIdentifier) = 0;
+
+  // --- Input sources ---------------------------------------------------------
+  // Every installed input source with this identifier, enabled or not; nothing
+  // when the system returns nothing usable.
+  virtual std::optional<InputSourceList> inputSources(const QString& sourceIdentifier) = 0;
+  // The keyboard source able to type ASCII that the system currently offers.
+  virtual std::shared_ptr<InputSource> currentAsciiCapableKeyboardSource() = 0;
+  // Both return a status, 0 meaning success.
+  virtual int selectInputSource(const std::shared_ptr<InputSource>& source) = 0;
+  virtual int disableInputSource(const std::shared_ptr<InputSource>& source) = 0;
+
+  // --- The uninstaller's own bundle ----------------------------------------
+  virtual QString bundlePath() = 0;
+  // The bundle's short version string, when it has one.
+  virtual std::optional<QString> bundleShortVersion() = 0;
+  // The path of a resource shipped with the program, when it exists.
+  virtual std::optional<QString> bundleResourcePath(const QString& name, const QString& extension) = 0;
+  // The image in a file; a null image when it cannot be loaded.
+  virtual QImage loadImage(const QString& path) = 0;
+  // The icon the desktop shows for the item at `path`.
+  virtual QImage iconForFile(const QString& path) = 0;
+  // The program's own application icon; may be null.
+  virtual QImage applicationIcon() = 0;
+
+  // --- Screens, windows and the application ---------------------------------
+  // All screens, in the system's order.
+  virtual std::vector<ScreenGeometry> screens() = 0;
+  // The index into screens() of the main screen, if there is one.
+  virtual std::optional<std::size_t> mainScreenIndex() = 0;
+  // The window's whole frame (title bar included) in desktop coordinates.
+  virtual QRectF windowFrame(QWidget& window) = 0;
+  virtual void setWindowFrame(QWidget& window, const QRectF& frame) = 0;
+  virtual void setWindowOrigin(QWidget& window, const QPointF& origin) = 0;
+  // Puts the window in front and gives it the keyboard, activating the program.
+  virtual void bringToFront(QWidget& window) = 0;
+  // Ends the program's event loop; the program then exits with status 0.
+  virtual void terminateApplication() = 0;
+
+  // --- Dialogs ----------------------------------------------------------------
+  // An application-modal warning alert with a default confirming button and a
+  // cancel button that answers Escape. True only for the confirming button.
+  virtual bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
+                       const QString& cancelTitle) = 0;
+  // The completion dialog with one button. With a window it is a sheet on it
+  // and returns at once; without one it is application-modal and returns once
+  // dismissed.
+  virtual void showCompletion(QWidget* window, bool warningStyle, const QString& title,
+                              const QString& informativeText, const QString& buttonTitle) = 0;
+};

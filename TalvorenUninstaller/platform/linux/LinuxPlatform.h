@@ -1,0 +1,51 @@
+#pragma once
+
+#include "platform/Platform.h"
+
+// The platform on Linux. Desktop concepts of the program's home system map as
+// follows: the Trash is the freedesktop.org Trash, a running application is a
+// process of this user whose executable lies inside an ".app" bundle with an
+// Info.plist, and the program's bundle is the folder that holds its
+// executable. Definitions are split by area into *_linux.cpp files.
+class LinuxPlatform final : public Platform {
+ public:
+  QString homeDirectory() override;
+  QString currentDirectory() override;
+  bool fileExists(const QString& path) override;
+  bool createDirectories(const QString& path) override;
+  std::optional<QByteArray> readFile(const QString& path) override;
+  bool appendToFile(const QString& path, const QByteArray& bytes) override;
+  bool writeFile(const QString& path, const QByteArray& bytes) override;
+  TrashOutcome moveToTrash(const QString& path) override;
+
+  CommandResult runProcess(const QString& program, const QStringList& arguments) override;
+  QDateTime currentTime() override;
+  void runEventLoop(double seconds) override;
+
+  RunningApplicationList runningApplications(const QString& bundleIdentifier) override;
+
+  std::optional<InputSourceList> inputSources(const QString& sourceIdentifier) override;
+  std::shared_ptr<InputSource> currentAsciiCapableKeyboardSource() override;
+  int selectInputSource(const std::shared_ptr<InputSource>& source) override;
+  int disableInputSource(const std::shared_ptr<InputSource>& source) override;
+
+  QString bundlePath() override;
+  std::optional<QString> bundleShortVersion() override;
+  std::optional<QString> bundleResourcePath(const QString& name, const QString& extension) override;
+  QImage loadImage(const QString& path) override;
+  QImage iconForFile(const QString& path) override;
+  QImage applicationIcon() override;
+
+  std::vector<ScreenGeometry> screens() override;
+  std::optional<std::size_t> mainScreenIndex() override;
+  QRectF windowFrame(QWidget& window) override;
+  void setWindowFrame(QWidget& window, const QRectF& frame) override;
+  void setWindowOrigin(QWidget& window, const QPointF& origin) override;
+  void bringToFront(QWidget& window) override;
+  void terminateApplication() override;
+
+  bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
+               const QString& cancelTitle) override;
+  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QString& informativeText,
+                      const QString& buttonTitle) override;
+};

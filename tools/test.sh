@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Builds the uninstaller and runs every test: once in an ordinary build and
+# once under AddressSanitizer and UndefinedBehaviorSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+tools/install-deps.sh $(cat tools/build-deps.txt tools/test-deps.txt)
+
+jobs=$(nproc)
+build() {
+  local dir=$1; shift
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug "$@" >/dev/null
+  cmake --build "$dir" --parallel "$jobs"
+}
+
+# GUI suites use Qt's offscreen platform; no display is needed.
+export QT_QPA_PLATFORM=offscreen
+
+echo "== Build and test"
+build build
+ctest --test-dir build --output-on-failure --parallel "$jobs"
+
+echo "== Build and test under AddressSanitizer and UndefinedBehaviorSanitizer"
+build build-sanitize -DTALVOREN_SANITIZE=ON
+export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:strict_string_checks=1"
+export LSAN_OPTIONS="suppressions=$PWD/tools/lsan.supp:print_suppressions=0"
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+ctest --test-dir build-sanitize --output-on-failure --parallel "$jobs"
