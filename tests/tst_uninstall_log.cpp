@@ -11,6 +11,7 @@
 #include <QtTest>
 
 #include <ctime>
+#include <thread>
 
 namespace {
 
@@ -76,6 +77,28 @@ class UninstallLogTest : public QObject {
     log.append(QStringLiteral("new"));
     log.append(QStringLiteral("two\nphysical lines"));
     QCOMPARE(contents(logPath()), earlier + "new\ntwo\nphysical lines\n");
+  }
+
+  void concurrentWritersNeverInterleaveInsideALine() {
+    // Two uninstallers at once: each line must arrive whole, whatever the order.
+    TalvorenInstall install(platform_);
+    UninstallLog log(platform_, install);
+    const QString first(3000, QLatin1Char('a'));
+    const QString second(3000, QLatin1Char('b'));
+    std::thread other([&] {
+      LinuxPlatform platform;
+      TalvorenInstall otherInstall(platform);
+      UninstallLog otherLog(platform, otherInstall);
+      for (int i = 0; i < 200; ++i) otherLog.append(second);
+    });
+    for (int i = 0; i < 200; ++i) log.append(first);
+    other.join();
+
+    const QList<QByteArray> lines = contents(logPath()).split('\n');
+    QCOMPARE(lines.size(), 401);
+    QVERIFY(lines.last().isEmpty());
+    for (qsizetype i = 0; i + 1 < lines.size(); ++i)
+      QVERIFY2(lines[i] == first.toLatin1() || lines[i] == second.toLatin1(), "a line was torn");
   }
 
   void unwritableLogStaysSilent_data() {
