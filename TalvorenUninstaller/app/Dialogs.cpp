@@ -1,6 +1,19 @@
 #include "app/UninstallerApp.h"
 
-// NOT IMPLEMENTED YET: placeholder so the program links while this part is built.
+#include <QProgressBar>
+#include <QPushButton>
 
-bool UninstallerApp::confirm(const QString&, const QString&, const QString&) { return false; }
-void UninstallerApp::setBusy(bool) {}
+bool UninstallerApp::confirm(const QString& title, const QString& message, const QString& buttonTitle) {
+  return platform_.confirm(title, message, buttonTitle, text.cancelButton);
+}
+
+void UninstallerApp::setBusy(bool busy) {
+  // Quit is locked too: a plan, once started, runs to its end.
+  for (QPushButton* button : buttons) button->setEnabled(!busy);
+  // Before the content exists the bar has no parent, and showing it would
+  // open it as a window of its own; the content hides it when it adopts it.
+  if (!progress->parentWidget()) return;
+  // The bar is indeterminate, so showing it starts its animation and hiding
+  // it stops it.
+  progress->setVisible(busy);
+}

@@ -1,7 +1,55 @@
+#include "app/ContentLayout.h"
+#include "app/FrameText.h"
+#include "app/MainWindow.h"
 #include "app/UninstallerApp.h"
+#include "app/WindowPlacement.h"
 
-// NOT IMPLEMENTED YET: placeholder so the program links while this part is built.
+#include <variant>
 
-void UninstallerApp::show() {}
-QWidget* UninstallerApp::makeContentView() { return nullptr; }
-QImage UninstallerApp::iconImage() const { return {}; }
+namespace {
+
+const QString kInstalledAppPath = QStringLiteral("/Applications/Talvoren.app");
+
+}  // namespace
+
+void UninstallerApp::show() {
+  if (!window) {
+    // Closing the window ends the program, like pressing Quit.
+    auto created = std::make_unique<MainWindow>([this] { platform_.terminateApplication(); });
+    created->setWindowTitle(text.title);
+    QWidget* content = makeContentView();
+    if (content) {
+      content->setParent(created.get());
+      created->setFixedSize(ContentLayout::kWidth, ContentLayout::kHeight);
+      window = std::move(created);
+    }
+  }
+  if (!window) {
+    log_.write(QStringLiteral("Could not create uninstaller window"));
+    return;
+  }
+
+  // Every showing re-centres the window, even after the user has moved it.
+  const WindowPlacement placement =
+      placeWindow(platform_.screens(), platform_.mainScreenIndex(), platform_.windowFrame(*window).size());
+  if (const auto* frame = std::get_if<QRectF>(&placement)) {
+    platform_.setWindowFrame(*window, *frame);
+  } else {
+    platform_.setWindowOrigin(*window, std::get<QPointF>(placement));
+  }
+  platform_.bringToFront(*window);
+
+  const QString version = platform_.bundleShortVersion().value_or(QStringLiteral("unknown"));
+  log_.write(QStringLiteral("Uninstaller shown bundle=") + platform_.bundlePath() + QStringLiteral(" version=") +
+             version + QStringLiteral(" frame=") + frameText(platform_.windowFrame(*window)));
+}
+
+QImage UninstallerApp::iconImage() const {
+  if (const std::optional<QString> resource = platform_.bundleResourcePath(QStringLiteral("OstrelIcon"),
+                                                                           QStringLiteral("png"))) {
+    const QImage image = platform_.loadImage(*resource);
+    if (!image.isNull()) return image;
+  }
+  if (platform_.fileExists(kInstalledAppPath)) return platform_.iconForFile(kInstalledAppPath);
+  return platform_.applicationIcon();
+}

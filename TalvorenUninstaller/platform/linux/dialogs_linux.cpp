@@ -1,6 +1,56 @@
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/MessageBoxes.h"
 
-// NOT IMPLEMENTED YET: placeholder so the program links while this part is built.
+#include <QMessageBox>
+#include <QPushButton>
 
-bool LinuxPlatform::confirm(const QString&, const QString&, const QString&, const QString&) { return false; }
-void LinuxPlatform::showCompletion(QWidget*, bool, const QString&, const QString&, const QString&) {}
+std::unique_ptr<QMessageBox> makeConfirmationBox(const QString& title, const QString& message,
+                                                 const QString& confirmTitle, const QString& cancelTitle) {
+  auto box = std::make_unique<QMessageBox>();
+  box->setIcon(QMessageBox::Warning);
+  box->setText(title);
+  box->setInformativeText(message);
+  QPushButton* confirmButton = box->addButton(confirmTitle, QMessageBox::AcceptRole);
+  QPushButton* cancelButton = box->addButton(cancelTitle, QMessageBox::RejectRole);
+  box->setDefaultButton(confirmButton);
+  box->setEscapeButton(cancelButton);
+  box->setWindowModality(Qt::ApplicationModal);
+  return box;
+}
+
+std::unique_ptr<QMessageBox> makeCompletionBox(QWidget* window, bool warningStyle, const QString& title,
+                                               const QString& informativeText, const QString& buttonTitle) {
+  auto box = std::make_unique<QMessageBox>(window);
+  box->setIcon(warningStyle ? QMessageBox::Warning : QMessageBox::Information);
+  box->setText(title);
+  box->setInformativeText(informativeText);
+  QPushButton* button = box->addButton(buttonTitle, QMessageBox::AcceptRole);
+  box->setDefaultButton(button);
+  box->setEscapeButton(button);
+  if (window) {
+    box->setWindowModality(Qt::WindowModal);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+  } else {
+    box->setWindowModality(Qt::ApplicationModal);
+  }
+  return box;
+}
+
+bool LinuxPlatform::confirm(const QString& title, const QString& message, const QString& confirmTitle,
+                            const QString& cancelTitle) {
+  const std::unique_ptr<QMessageBox> box = makeConfirmationBox(title, message, confirmTitle, cancelTitle);
+  box->exec();
+  // Closing the box any other way than with the confirming button is a no.
+  return box->clickedButton() != nullptr && box->clickedButton() == box->defaultButton();
+}
+
+void LinuxPlatform::showCompletion(QWidget* window, bool warningStyle, const QString& title,
+                                   const QString& informativeText, const QString& buttonTitle) {
+  std::unique_ptr<QMessageBox> box = makeCompletionBox(window, warningStyle, title, informativeText, buttonTitle);
+  if (!window) {
+    box->exec();
+    return;
+  }
+  // Like a sheet: it returns at once and the box deletes itself when closed.
+  box.release()->open();
+}
