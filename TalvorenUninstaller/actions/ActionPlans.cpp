@@ -1,8 +1,74 @@
 #include "app/UninstallerApp.h"
 
-// NOT IMPLEMENTED YET: placeholder so the program links while this part is built.
+namespace {
 
-Report UninstallerApp::resetPermissionsPlan() { return {}; }
-Report UninstallerApp::removeAppOnlyPlan() { return {}; }
-Report UninstallerApp::removeModelPlan() { return {}; }
-Report UninstallerApp::fullUninstallPlan() { return {}; }
+const QString kInstalledAppPath = QStringLiteral("/Applications/Talvoren.app");
+const QString kKeyboardHelperLabel = QStringLiteral("Keyboard helper");
+const QString kDefaults = QStringLiteral("/usr/bin/defaults");
+const QString kAppIdentifier = QStringLiteral("com.quvex.Talvoren.direct");
+
+// Every plan opens with the manifest summary and runs each of its steps
+// whatever the earlier ones reported: each operation records its own outcome.
+Report startReport(const UninstallerApp& app) {
+  Report report;
+  report.skipped(app.text.manifestLabel + QStringLiteral(": ") + app.manifestSummary());
+  return report;
+}
+
+}  // namespace
+
+Report UninstallerApp::resetPermissionsPlan() {
+  Report report = startReport(*this);
+  resetPermissions(report);
+  resetSetupCompletionMarker(report);
+  return report;
+}
+
+Report UninstallerApp::removeAppOnlyPlan() {
+  Report report = startReport(*this);
+  terminateRunningTalvoren(report);
+  disableTalvorenInputSource(report);
+  removeManifestComponents({QStringLiteral("app"), QStringLiteral("input-method")},
+                           {{kInstalledAppPath, text.appLabel}, {install_.inputMethodPath(), kKeyboardHelperLabel}},
+                           report);
+  // Permissions go last, once nothing of the app is left to ask for them.
+  resetPermissions(report);
+  resetSetupCompletionMarker(report);
+  return report;
+}
+
+Report UninstallerApp::removeModelPlan() {
+  Report report = startReport(*this);
+  removeManifestComponents({QStringLiteral("model")}, {{install_.modelsPath(), text.modelLabel}}, report);
+  return report;
+}
+
+Report UninstallerApp::fullUninstallPlan() {
+  Report report = startReport(*this);
+  terminateRunningTalvoren(report);
+  disableTalvorenInputSource(report);
+  removeManifestComponents({QStringLiteral("app"), QStringLiteral("model"), QStringLiteral("app-data"),
+                            QStringLiteral("installer-helper"), QStringLiteral("manifest"),
+                            QStringLiteral("speech-engine"), QStringLiteral("input-method")},
+                           {{kInstalledAppPath, text.appLabel},
+                            {install_.appSupportPath(), text.supportLabel},
+                            {install_.inputMethodPath(), kKeyboardHelperLabel}},
+                           report);
+  // The uninstaller's own log sits beside this folder, not in it, and stays.
+  trash(install_.logsPath(), text.logsLabel, report);
+
+  // Asking the preferences system first lets it drop its cached copy; the
+  // domain may well not exist, so its answer is of no interest.
+  runCommand(kDefaults, {QStringLiteral("delete"), kAppIdentifier});
+  if (platform_.fileExists(install_.preferencesPath())) {
+    trash(install_.preferencesPath(), text.preferencesLabel, report);
+  } else {
+    report.ok(text.preferencesRemoved);
+  }
+
+  trash(install_.cachePath(), text.cacheLabel, report);
+  trash(install_.savedStatePath(), text.savedStateLabel, report);
+  resetPermissions(report);
+  resetSetupCompletionMarker(report);
+  return report;
+}

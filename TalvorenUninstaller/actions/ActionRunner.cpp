@@ -1,10 +1,55 @@
 #include "app/UninstallerApp.h"
 
-// NOT IMPLEMENTED YET: placeholder so the program links while this part is built.
+#include <QPlainTextEdit>
+#include <QTimer>
 
-void UninstallerApp::runAction(ActionPlan) {}
-void UninstallerApp::resetPermissionsOnly() {}
-void UninstallerApp::removeAppOnly() {}
-void UninstallerApp::removeModel() {}
-void UninstallerApp::fullUninstall() {}
-void UninstallerApp::quit() {}
+namespace {
+
+// Long enough for the disabled buttons, the moving bar and the working text
+// to reach the screen before the plan occupies the main thread.
+constexpr int kPlanDelayMs = 100;
+
+}  // namespace
+
+void UninstallerApp::runAction(ActionPlan plan) {
+  setBusy(true);
+  statusView->setPlainText(text.working);
+  // A precise timer never fires early, so the plan starts no sooner than the
+  // delay; `this` as context drops the plan if the controller goes first.
+  QTimer::singleShot(kPlanDelayMs, Qt::PreciseTimer, this, [this, plan = std::move(plan)] {
+    Report report = plan();
+
+    log_.append(QString());
+    log_.write(QStringLiteral("Action report:"));
+    for (const QString& line : report.lines) log_.append(line);
+    // Added after logging: it names the log, so it belongs on screen only.
+    report.ok(text.logSaved + QStringLiteral(": ") + install_.uninstallerLogPath());
+
+    const QString summary = report.lines.join(QLatin1Char('\n'));
+    statusView->setPlainText(summary);
+    setBusy(false);
+    platform_.showCompletion(window.get(), report.hasFailure, text.doneTitle, summary, QStringLiteral("OK"));
+  });
+}
+
+void UninstallerApp::resetPermissionsOnly() {
+  if (!confirm(text.confirmResetTitle, text.confirmResetMessage, text.resetButton)) return;
+  runAction([this] { return resetPermissionsPlan(); });
+}
+
+void UninstallerApp::removeAppOnly() {
+  if (!confirm(text.confirmRemoveAppTitle, text.confirmRemoveAppMessage, text.removeAppButton)) return;
+  runAction([this] { return removeAppOnlyPlan(); });
+}
+
+void UninstallerApp::removeModel() {
+  if (!confirm(text.confirmRemoveModelTitle, text.confirmRemoveModelMessage, text.removeModelButton)) return;
+  runAction([this] { return removeModelPlan(); });
+}
+
+void UninstallerApp::fullUninstall() {
+  if (!confirm(text.confirmFullTitle, text.confirmFullMessage, text.fullButton)) return;
+  runAction([this] { return fullUninstallPlan(); });
+}
+
+void UninstallerApp::quit() { platform_.terminateApplication(); }
