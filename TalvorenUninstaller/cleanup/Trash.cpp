@@ -1,5 +1,48 @@
 #include "app/UninstallerApp.h"
 
-// NOT IMPLEMENTED YET: placeholder so the program links while this part is built.
+namespace {
 
-void UninstallerApp::trash(const QString&, const QString&, Report&) {}
+const QString kScriptRunner = QStringLiteral("/usr/bin/osascript");
+const QString kScriptPrefix = QStringLiteral("tell application \"Finder\" to delete POSIX file \"");
+
+// An AppleScript string literal only gives meaning to the backslash and the
+// double quote; backslashes go first so the quotes' escapes stay single.
+QString appleScriptStringBody(QString path) {
+  path.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
+  path.replace(QLatin1Char('"'), QStringLiteral("\\\""));
+  return path;
+}
+
+}  // namespace
+
+void UninstallerApp::trash(const QString& path, const QString& label, Report& report) {
+  const QString subject = label + QStringLiteral(": ");
+  if (!platform_.fileExists(path)) {
+    report.skipped(subject + text.notFound);
+    log_.write(subject + text.notFound + QStringLiteral(" at ") + path);
+    return;
+  }
+
+  const TrashOutcome moved = platform_.moveToTrash(path);
+  if (moved.moved) {
+    report.ok(subject + text.movedToTrash);
+    log_.write(subject + text.movedToTrash + QStringLiteral(" from ") + path);
+    return;
+  }
+  log_.write(subject + QStringLiteral("FileManager trash failed for ") + path + QStringLiteral(": ") + moved.error);
+
+  // The Finder keeps a Trash of its own and can sometimes move what the file
+  // manager could not; it is asked exactly once.
+  const QString script = kScriptPrefix + appleScriptStringBody(path) + QLatin1Char('"');
+  const CommandResult run = runCommand(kScriptRunner, {QStringLiteral("-e"), script});
+  // A zero status only says that the script ran, not that the item is gone.
+  if (run.status == 0 && !platform_.fileExists(path)) {
+    report.ok(subject + text.movedToTrash + QStringLiteral(" (") + text.fallbackTrash + QLatin1Char(')'));
+    log_.write(subject + text.fallbackTrash + QStringLiteral(" succeeded for ") + path);
+    return;
+  }
+
+  QString detail = run.output.trimmed();
+  if (detail.isEmpty()) detail = moved.error;
+  report.warning(subject + text.couldNotMove + QStringLiteral(" (") + detail + QLatin1Char(')'));
+}
