@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+// A manifest path in the one form in which it is compared, ordered, tested and
+// trashed: absolute, without "." and ".." parts and without a trailing "/".
+// Doubled "/" separators are kept as written; symbolic links are not resolved.
+struct ManifestPath {
+  // The normalised path, in the composition it was written in, so that it
+  // still names the file the installer recorded.
+  QString path;
+  // The path canonically composed (NFC) and in UTF-8: equal for texts that
+  // differ only in composition, and ordered by Unicode scalar values, which
+  // UTF-8 byte order follows while UTF-16 code units do not.
+  QByteArray key;
+  // The number of non-empty parts between separators.
+  int depth = 0;
+
+  bool isEmpty() const { return path.isEmpty(); }
+};
+
+// Makes `path` absolute against `currentDirectory` and normalises it. An empty
+// path stays empty.
+ManifestPath normaliseManifestPath(const QString& path, const QString& currentDirectory);
+
+// The key under which a path counts as the same text as another.
+QByteArray compositionKey(const QString& text);
+
+// True when `a` is handled before `b`: deeper first, then by key.
+bool isHandledBefore(const ManifestPath& a, const ManifestPath& b);
