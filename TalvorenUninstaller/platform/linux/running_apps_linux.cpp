@@ -1,5 +1,108 @@
+#include "platform/linux/InfoPlist.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/PidfdRunningApplication.h"
 
-// NOT IMPLEMENTED YET: placeholder so the program links while this part is built.
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
 
-RunningApplicationList LinuxPlatform::runningApplications(const QString&) { return {}; }
+#include <algorithm>
+#include <climits>
+
+#include <unistd.h>
+
+namespace {
+
+const QString kBundleSuffix = QStringLiteral(".app");
+const QString kInfoPlist = QStringLiteral("/Contents/Info.plist");
+const QString kBundleIdentifierKey = QStringLiteral("CFBundleIdentifier");
+
+// Every process now running, in ascending order of id.
+std::vector<pid_t> processIds() {
+  std::vector<pid_t> ids;
+  const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+  for (const QString& entry : entries) {
+    bool isNumber = false;
+    const int id = entry.toInt(&isNumber);
+    if (isNumber && id > 0) ids.push_back(id);
+  }
+  std::sort(ids.begin(), ids.end());
+  return ids;
+}
+
+// The real user id from the process's status, the first of the four on the
+// "Uid:" line.
+std::optional<uid_t> realUserId(pid_t pid) {
+  QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+  if (!status.open(QIODevice::ReadOnly)) return std::nullopt;
+  const QList<QByteArray> lines = status.readAll().split('\n');
+  for (const QByteArray& line : lines) {
+    if (!line.startsWith("Uid:")) continue;
+    const QList<QByteArray> fields = line.mid(4).simplified().split(' ');
+    bool isNumber = false;
+    const uint id = fields.value(0).toUInt(&isNumber);
+    if (!isNumber) return std::nullopt;
+    return static_cast<uid_t>(id);
+  }
+  return std::nullopt;
+}
+
+// Where the process's executable lies; empty for a zombie or when the system
+// does not tell.
+QString executablePath(pid_t pid) {
+  const QByteArray link = QStringLiteral("/proc/%1/exe").arg(pid).toLocal8Bit();
+  char target[PATH_MAX];
+  const ssize_t length = ::readlink(link.constData(), target, sizeof target);
+  if (length <= 0 || static_cast<std::size_t>(length) >= sizeof target) return {};
+  return QFile::decodeName(QByteArray(target, static_cast<qsizetype>(length)));
+}
+
+// The innermost folder around the executable that is an application bundle:
+// its name ends in ".app" and it holds Contents/Info.plist.
+QString enclosingBundle(const QString& executable) {
+  for (QString folder = QFileInfo(executable).path(); folder.size() > 1; folder = QFileInfo(folder).path()) {
+    if (folder.endsWith(kBundleSuffix) && QFileInfo::exists(folder + kInfoPlist)) return folder;
+  }
+  return {};
+}
+
+// Bundle identifiers by bundle folder, so that many instances of one bundle
+// read its Info.plist once per listing.
+class BundleIdentifiers {
+ public:
+  std::optional<QString> ofExecutable(const QString& executable) {
+    const QString bundle = enclosingBundle(executable);
+    if (bundle.isEmpty()) return std::nullopt;
+    const auto known = identifiers_.constFind(bundle);
+    if (known != identifiers_.constEnd()) return *known;
+    QFile plist(bundle + kInfoPlist);
+    std::optional<QString> identifier;
+    if (plist.open(QIODevice::ReadOnly)) identifier = infoPlistString(plist.readAll(), kBundleIdentifierKey);
+    identifiers_.insert(bundle, identifier);
+    return identifier;
+  }
+
+ private:
+  QHash<QString, std::optional<QString>> identifiers_;
+};
+
+}  // namespace
+
+RunningApplicationList LinuxPlatform::runningApplications(const QString& bundleIdentifier) {
+  const uid_t currentUser = ::getuid();
+  BundleIdentifiers identifiers;
+  RunningApplicationList instances;
+  for (const pid_t pid : processIds()) {
+    // The handle comes first: while the process it names has not exited, its
+    // id cannot be given to another, so what /proc tells below is about it.
+    std::unique_ptr<PidfdRunningApplication> process = PidfdRunningApplication::open(pid);
+    if (!process) continue;
+    if (realUserId(pid) != currentUser) continue;
+    const QString executable = executablePath(pid);
+    if (executable.isEmpty() || process->isTerminated()) continue;
+    if (identifiers.ofExecutable(executable) != bundleIdentifier) continue;
+    instances.push_back(std::move(process));
+  }
+  return instances;
+}
