@@ -120,7 +120,7 @@ class RunningAppsLinuxTest : public QObject {
     QVERIFY(ours);
     const std::vector<std::pair<QString, QByteArray>> strangers = {
         {QStringLiteral("Other.app"), infoPlist(QStringLiteral("com.quvex.Talvoren.dev"))},
-        {QStringLiteral("Broken.app"), infoPlist(kApp).left(90)},
+        {QStringLiteral("Broken.app"), infoPlist(kApp).chopped(9)},
         {QStringLiteral("Binary.app"), QByteArray("bplist00") + infoPlist(kApp)},
         {QStringLiteral("NoPlist.app"), QByteArray()},
         {QStringLiteral("NotABundle"), infoPlist(kApp)},
