@@ -1,13 +1,18 @@
 #include "manifest/ManifestPath.h"
 
-#include <QStringList>
+#include <QStringTokenizer>
+#include <QVarLengthArray>
+
+#include <utility>
 
 namespace {
 
+using Parts = QVarLengthArray<QStringView, 32>;
+
 // ".." climbs over the last named part; empty parts from a doubled "/" name
 // nothing, so they go with it rather than standing in for a folder.
-void climb(QStringList& parts) {
-  while (!parts.isEmpty() && parts.constLast().isEmpty()) parts.removeLast();
+void climb(Parts& parts) {
+  while (!parts.isEmpty() && parts.last().isEmpty()) parts.removeLast();
   if (!parts.isEmpty()) parts.removeLast();
 }
 
@@ -22,24 +27,29 @@ ManifestPath normaliseManifestPath(const QString& path, const QString& currentDi
     absolute = currentDirectory.endsWith(QLatin1Char('/')) ? currentDirectory + path
                                                            : currentDirectory + QLatin1Char('/') + path;
 
-  QStringList parts;
-  // The first piece is the empty text before the leading "/".
-  const QStringList pieces = absolute.split(QLatin1Char('/'));
-  for (qsizetype i = 1; i < pieces.size(); ++i) {
-    const QString& piece = pieces.at(i);
-    if (piece == QLatin1String(".")) continue;
+  // Views into `absolute`: the manifest can hold many paths, and this runs
+  // once for each of them.
+  Parts parts;
+  bool leading = true;  // the empty text before the first "/"
+  for (const QStringView piece : QStringTokenizer(absolute, QLatin1Char('/'))) {
+    if (std::exchange(leading, false) || piece == QLatin1String(".")) continue;
     if (piece == QLatin1String("..")) {
       climb(parts);
       continue;
     }
     parts.append(piece);
   }
-  while (!parts.isEmpty() && parts.constLast().isEmpty()) parts.removeLast();
+  while (!parts.isEmpty() && parts.last().isEmpty()) parts.removeLast();
 
   ManifestPath normalised;
-  normalised.path = QLatin1Char('/') + parts.join(QLatin1Char('/'));
+  normalised.path.reserve(absolute.size());
+  if (parts.isEmpty()) normalised.path = QStringLiteral("/");
+  for (const QStringView part : parts) {
+    normalised.path += QLatin1Char('/');
+    normalised.path += part;
+    normalised.depth += part.isEmpty() ? 0 : 1;
+  }
   normalised.key = compositionKey(normalised.path);
-  for (const QString& part : parts) normalised.depth += part.isEmpty() ? 0 : 1;
   return normalised;
 }
 

@@ -39,16 +39,44 @@ std::optional<qsizetype> countComponentObjects(const QByteArray& bytes) {
   return allObjects ? std::optional<qsizetype>(list.size()) : std::nullopt;
 }
 
-bool isInsideOrEqual(const QByteArray& key, const QString& root) {
-  const QByteArray rootKey = compositionKey(root);
-  return key == rootKey || (key.startsWith(rootKey) && key.size() > rootKey.size() && key.at(rootKey.size()) == '/');
+// The app's own locations, composed once per call rather than per path.
+struct SafeLocations {
+  QByteArray folders[4];  // the locations and everything inside them
+  QByteArray items[2];    // exactly these paths, nothing below them
+};
+
+SafeLocations safeLocationsOf(const TalvorenInstall& install) {
+  return {{compositionKey(install.appSupportPath()), compositionKey(install.logsPath()),
+           compositionKey(install.cachePath()), compositionKey(install.savedStatePath())},
+          {compositionKey(install.preferencesPath()), compositionKey(install.inputMethodPath())}};
+}
+
+bool isInsideOrEqual(QByteArrayView key, QByteArrayView folder) {
+  return key.startsWith(folder) && (key.size() == folder.size() || key.at(folder.size()) == '/');
+}
+
+QByteArrayView nextPart(QByteArrayView path, qsizetype& from) {
+  while (from < path.size() && path.at(from) == '/') ++from;
+  const qsizetype start = from;
+  while (from < path.size() && path.at(from) != '/') ++from;
+  return path.sliced(start, from - start);
 }
 
 // "/Applications/Talvoren*.app" and anything inside such a bundle.
-bool isSystemApplicationBundle(const QString& path) {
-  const QStringList parts = path.split(QLatin1Char('/'), Qt::SkipEmptyParts);
-  return path.startsWith(QLatin1Char('/')) && parts.size() >= 2 && parts.at(0) == QLatin1String("Applications") &&
-         parts.at(1).startsWith(QLatin1String("Talvoren")) && parts.at(1).endsWith(QLatin1String(".app"));
+bool isSystemApplicationBundle(QByteArrayView key) {
+  if (!key.startsWith('/')) return false;
+  qsizetype from = 0;
+  const QByteArrayView first = nextPart(key, from);
+  const QByteArrayView second = nextPart(key, from);
+  return first == "Applications" && second.startsWith("Talvoren") && second.endsWith(".app");
+}
+
+bool isSafeKey(const QByteArray& key, const SafeLocations& safe) {
+  for (const QByteArray& folder : safe.folders)
+    if (isInsideOrEqual(key, folder)) return true;
+  for (const QByteArray& item : safe.items)
+    if (key == item) return true;
+  return isSystemApplicationBundle(key);
 }
 
 }  // namespace
@@ -66,15 +94,16 @@ void UninstallerApp::removeManifestComponents(const QSet<QString>& groups,
   std::stable_sort(pending.begin(), pending.end(),
                    [](const PendingComponent& a, const PendingComponent& b) { return isHandledBefore(a.path, b.path); });
 
-  QSet<QByteArray> wantedGroups;
-  for (const QString& group : groups) wantedGroups.insert(compositionKey(group));
+  QSet<QString> wantedGroups;
+  for (const QString& group : groups) wantedGroups.insert(group.normalized(QString::NormalizationForm_C));
+  const SafeLocations safe = safeLocationsOf(install_);
 
   // A path is handled once per call, whatever came of it the first time.
   QSet<QByteArray> handled;
   bool runtimeReported = false;
   for (const PendingComponent& entry : pending) {
     const ManifestComponent& component = *entry.component;
-    if (!wantedGroups.contains(compositionKey(component.removalGroup))) continue;
+    if (!wantedGroups.contains(component.removalGroup.normalized(QString::NormalizationForm_C))) continue;
     const ManifestPath& path = entry.path;
     if (path.isEmpty() || handled.contains(path.key)) continue;
     handled.insert(path.key);
@@ -87,7 +116,7 @@ void UninstallerApp::removeManifestComponents(const QSet<QString>& groups,
       // The runtime lives inside the app bundle and goes with it.
       if (!runtimeReported) report.skipped(label + QStringLiteral(": removed with Talvoren.app"));
       runtimeReported = true;
-    } else if (isSafeManifestRemovalPath(path.path)) {
+    } else if (isSafeKey(path.key, safe)) {
       trash(path.path, label, report);
     } else {
       report.skipped(label + QStringLiteral(": outside Talvoren uninstall scope (") + path.path + QLatin1Char(')'));
@@ -105,15 +134,7 @@ void UninstallerApp::removeManifestComponents(const QSet<QString>& groups,
 }
 
 bool UninstallerApp::isSafeManifestRemovalPath(const QString& normalisedPath) const {
-  const QByteArray key = compositionKey(normalisedPath);
-  for (const QString* root : {&install_.appSupportPath(), &install_.logsPath(), &install_.cachePath(),
-                              &install_.savedStatePath()}) {
-    if (isInsideOrEqual(key, *root)) return true;
-  }
-  // A single file and a single bundle: nothing below them is the app's to give.
-  if (key == compositionKey(install_.preferencesPath()) || key == compositionKey(install_.inputMethodPath()))
-    return true;
-  return isSystemApplicationBundle(normalisedPath.normalized(QString::NormalizationForm_C));
+  return isSafeKey(compositionKey(normalisedPath), safeLocationsOf(install_));
 }
 
 bool UninstallerApp::manifestRemovalOrder(const ManifestComponent& a, const ManifestComponent& b) const {
