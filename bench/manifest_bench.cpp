@@ -1,9 +1,10 @@
 // Decodes, orders and walks manifests of 1,000, 10,000 and 100,000 components
 // in a throwaway home, printing the time of each stage and the peak memory.
 //
-// The components (one in five of each) mix every path the walk can take: in the app's locations but
-// absent (checked and logged), outside them, external, bundled with the app,
-// and duplicates. Nothing exists on disk, so nothing is moved.
+// The components, one in five of each, take every path the walk has: in the
+// app's locations but absent (checked and logged), outside them, external,
+// bundled with the app, and duplicates. Nothing exists on disk, so nothing is
+// moved.
 #include "app/UninstallerApp.h"
 #include "platform/linux/LinuxPlatform.h"
 
