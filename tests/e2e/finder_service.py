@@ -1,0 +1,98 @@
+#!/usr/bin/python3
+"""The Finder of the isolated test root, as the osascript stand-in reaches it.
+
+Runs as root, like Finder acting after the user has authorised it, and listens
+on a Unix socket. A request is a POSIX path; the peer's user id says whose
+Trash it goes to. Depending on the mode file in the stand-ins' state folder
+("perform", the default, or "fail") the item is moved into that user's Trash,
+in the freedesktop.org layout the trash tools read, or the request fails with
+Finder's permission error. Answer: a status line, then an optional message.
+"""
+import datetime
+import os
+import pwd
+import socket
+import struct
+import sys
+import urllib.parse
+
+STATE_DIR = "/var/lib/talvoren-standins"
+SOCKET_PATH = "/run/talvoren-finder.sock"
+PERMISSION_ERROR = ("Finder got an error: The operation can't be completed because you don't have "
+                    "permission to access some of the items. (-10000)")
+
+
+def mode():
+    try:
+        with open(os.path.join(STATE_DIR, "finder-mode"), encoding="utf-8") as handle:
+            return handle.read().strip() or "perform"
+    except OSError:
+        return "perform"
+
+
+def free_name(trash, name):
+    candidate, number = name, 1
+    while os.path.lexists(os.path.join(trash, "files", candidate)) or os.path.lexists(
+            os.path.join(trash, "info", candidate + ".trashinfo")):
+        number += 1
+        candidate = "%s %d" % (name, number)
+    return candidate
+
+
+def ensure_folder(path, user):
+    if not os.path.isdir(path):
+        os.makedirs(path, mode=0o700)
+        os.chown(path, user.pw_uid, user.pw_gid)
+
+
+def move_to_trash(path, user):
+    trash = os.path.join(user.pw_dir, ".local", "share", "Trash")
+    for folder in (os.path.dirname(os.path.dirname(trash)), os.path.dirname(trash), trash,
+                   os.path.join(trash, "files"), os.path.join(trash, "info")):
+        ensure_folder(folder, user)
+    name = free_name(trash, os.path.basename(path.rstrip("/")))
+    info_path = os.path.join(trash, "info", name + ".trashinfo")
+    deleted = datetime.datetime.now().strftime("%Y-%m-%dT%H:%M:%S")
+    with open(info_path, "x", encoding="utf-8") as info:
+        info.write("[Trash Info]\nPath=%s\nDeletionDate=%s\n" % (urllib.parse.quote(path), deleted))
+    os.chown(info_path, user.pw_uid, user.pw_gid)
+    os.rename(path, os.path.join(trash, "files", name))
+
+
+def handle(path, uid):
+    if mode() == "fail":
+        return 1, PERMISSION_ERROR
+    if not os.path.lexists(path):
+        return 1, "Finder got an error: Can't get file \"%s\". (-1728)" % path
+    try:
+        move_to_trash(path, pwd.getpwuid(uid))
+    except (OSError, KeyError) as error:
+        return 1, "Finder got an error: %s (-10000)" % error
+    return 0, ""
+
+
+def peer_uid(connection):
+    credentials = connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, struct.calcsize("3i"))
+    return struct.unpack("3i", credentials)[1]
+
+
+def serve():
+    if os.path.exists(SOCKET_PATH):
+        os.remove(SOCKET_PATH)
+    with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as server:
+        server.bind(SOCKET_PATH)
+        os.chmod(SOCKET_PATH, 0o666)
+        server.listen()
+        print("ready", flush=True)
+        while True:
+            connection, _ = server.accept()
+            with connection:
+                request = b""
+                while chunk := connection.recv(4096):
+                    request += chunk
+                status, message = handle(request.decode("utf-8"), peer_uid(connection))
+                connection.sendall(("%d\n%s" % (status, message)).encode("utf-8"))
+
+
+if __name__ == "__main__":
+    sys.exit(serve())

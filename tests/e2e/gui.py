@@ -1,0 +1,119 @@
+"""Drives the uninstaller's window the way a user does: an Xvfb display, mouse
+clicks on the buttons and keys on the dialogs, through xdotool."""
+import os
+import subprocess
+import tempfile
+import time
+
+WINDOW_TITLE = "Uninstall Talvoren"
+
+# Button frames in the 620 x 520 content area, measured from its top left:
+# x, y, width, height.
+BUTTONS = {
+    "Reset macOS Permissions": (28, 186, 270, 34),
+    "Remove AI Model": (322, 186, 270, 34),
+    "Remove App Only": (28, 234, 270, 34),
+    "Full Uninstall": (322, 234, 270, 34),
+    "Quit": (468, 474, 124, 30),
+}
+
+
+def wait_until(condition, timeout, what):
+    deadline = time.monotonic() + timeout
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > deadline:
+            raise AssertionError("timed out after %.0f s waiting for %s" % (timeout, what))
+        time.sleep(0.1)
+
+
+class Display:
+    """An Xvfb server on the first free display number."""
+
+    def __init__(self):
+        self._number_file = tempfile.TemporaryFile()
+        self._server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(self._number_file.fileno()), "-screen", "0", "1280x800x24",
+             "-nolisten", "tcp"], pass_fds=[self._number_file.fileno()],
+            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.name = ":" + wait_until(self._announced_number, 20, "Xvfb to start")
+
+    def _announced_number(self):
+        if self._server.poll() is not None:
+            raise AssertionError("Xvfb exited with status %d" % self._server.returncode)
+        self._number_file.seek(0)
+        text = self._number_file.read().decode().strip()
+        return text if text.isdigit() else None
+
+    def xdotool(self, *arguments, check=True):
+        completed = subprocess.run(["xdotool", *arguments], env=dict(os.environ, DISPLAY=self.name),
+                                   capture_output=True, text=True)
+        if check and completed.returncode != 0:
+            raise AssertionError("xdotool %s failed: %s" % (" ".join(arguments), completed.stderr.strip()))
+        return completed.stdout
+
+    def visible_windows(self, pid):
+        output = self.xdotool("search", "--onlyvisible", "--pid", str(pid), check=False)
+        return [line for line in output.split() if line]
+
+    def close(self):
+        self._server.terminate()
+        self._server.wait(10)
+        self._number_file.close()
+
+
+class UninstallerWindow:
+    """One run of the program, with its window found on the display."""
+
+    def __init__(self, display, process):
+        self.display = display
+        self.process = process
+        self.window = wait_until(self._main_window, 30, "the window \"%s\"" % WINDOW_TITLE)
+
+    def _main_window(self):
+        if self.process.poll() is not None:
+            raise AssertionError("the uninstaller exited with status %d" % self.process.returncode)
+        found = self.display.xdotool("search", "--onlyvisible", "--name", "^%s$" % WINDOW_TITLE, check=False)
+        return found.split()[0] if found.split() else None
+
+    def _content_origin(self):
+        values = dict(line.split("=", 1) for line in
+                      self.display.xdotool("getwindowgeometry", "--shell", self.window).split())
+        return int(values["X"]), int(values["Y"])
+
+    def dialogs(self):
+        return [wid for wid in self.display.visible_windows(self.process.pid) if wid != self.window]
+
+    def press(self, title):
+        left, top = self._content_origin()
+        x, y, width, height = BUTTONS[title]
+        # No --sync: it waits for the pointer to move, which it does not when
+        # the same button is pressed twice.
+        self.display.xdotool("mousemove", str(left + x + width // 2), str(top + y + height // 2), "click", "1")
+
+    def wait_for_dialog(self, timeout=30):
+        return wait_until(lambda: self.dialogs()[:1], timeout, "a dialog")[0]
+
+    def answer_dialog(self, key, timeout=30):
+        """Answers the dialog in front with a key and waits until it is gone."""
+        dialog = self.wait_for_dialog(timeout)
+        self.display.xdotool("windowfocus", "--sync", dialog)
+        self.display.xdotool("key", "--clearmodifiers", key)
+        wait_until(lambda: dialog not in self.dialogs(), 10, "the dialog to close")
+
+    def run_action(self, title, action_timeout=40):
+        """Presses an action button, confirms with the default button, and
+        dismisses the completion dialog once the action has finished."""
+        self.press(title)
+        self.answer_dialog("Return")
+        self.answer_dialog("Return", action_timeout)
+
+    def cancel_action(self, title):
+        self.press(title)
+        self.answer_dialog("Escape")
+
+    def quit(self):
+        self.press("Quit")
+        return self.process.wait(15)
