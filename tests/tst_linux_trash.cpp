@@ -186,6 +186,7 @@ class LinuxTrashTest : public QObject {
         component("engine", "speech-engine", "formula", whisper),
         component("docs", "app-data", "folder", keep),
         component("runtime", "app", "bundled-runtime", support + "/runtime"),
+        component("runtime2", "app", "bundled-runtime", support + "/runtime2"),
         component("path:install-manifest", "manifest", "file", install.manifestPath())};
     makeFile(install.manifestPath(), QStringLiteral("{\"components\": [%1]}").arg(components.join(',')).toUtf8());
 

@@ -138,34 +138,6 @@ class ManifestPathsTest : public QObject {
     QCOMPARE(app.manifestRemovalOrder(at(a), at(b)), aFirst);
     QCOMPARE(app.manifestRemovalOrder(at(b), at(a)), bFirst);
   }
-
-  void labels_data() {
-    QTest::addColumn<QString>("id");
-    QTest::addColumn<QString>("group");
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("label");
-    QTest::newRow("id wins over group") << "path:app-support" << "model" << "folder" << "Application Support folder";
-    QTest::newRow("model file") << "model:recommended" << "app" << "bundled-runtime" << "AI model file";
-    QTest::newRow("runtime in app") << "x" << "app" << "bundled-runtime" << "Bundled speech engine";
-    QTest::newRow("runtime elsewhere") << "x" << "app-data" << "bundled-runtime" << "Application Support folder";
-    QTest::newRow("app") << "x" << "app" << "bundle" << "Talvoren app";
-    QTest::newRow("input method") << "x" << "input-method" << "bundle" << "Keyboard helper";
-    QTest::newRow("unknown group falls back to kind") << "x" << "none" << "brew-formula" << "brew-formula";
-    QTest::newRow("ids are exact") << "Path:app-support" << "App" << "Kind" << "Kind";
-  }
-  void labels() {
-    QFETCH(QString, id);
-    QFETCH(QString, group);
-    QFETCH(QString, kind);
-    QFETCH(QString, label);
-    FakePlatform platform;
-    UninstallerApp app(platform);
-    ManifestComponent component;
-    component.id = id;
-    component.removalGroup = group;
-    component.kind = kind;
-    QCOMPARE(app.manifestLabel(component), label);
-  }
 };
 
 QTEST_MAIN(ManifestPathsTest)
