@@ -242,6 +242,10 @@ class LinuxTrashTest : public QObject {
                 .contains(QStringLiteral("\nPath=") + QUrl::toPercentEncoding(first, "/") + QLatin1Char('\n')));
     QVERIFY(!QFileInfo::exists(trash_));  // nothing went to, or through, the home trash
     QVERIFY2(runTrashCli(QStringLiteral("trash-list"), {}).contains(first), "trash-cli does not see it");
+    makeFile(first, "again");  // the same name a second time gets a name of its own
+    QVERIFY(platform_.moveToTrash(first).moved);
+    QCOMPARE(QDir(ownTrash + QStringLiteral("/files")).count(), 4u);  // with "." and ".."
+    QCOMPARE(QDir(ownTrash + QStringLiteral("/info")).count(), 4u);
 
     // A shared, sticky ".Trash" set up by the administrator is preferred...
     const QString shared = volume + QStringLiteral("/.Trash");

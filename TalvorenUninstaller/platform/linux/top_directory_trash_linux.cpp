@@ -87,6 +87,19 @@ bool writeNewFile(const QByteArray& path, const QByteArray& bytes, int& error) {
   return ::close(fd) == 0 && written;
 }
 
+// Some file systems cannot promise not to replace; there a name that is
+// taken is checked for first, which is as good as they allow.
+bool renameWithoutReplacing(const QByteArray& from, const QByteArray& to) {
+  if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL) return false;
+  struct stat existing {};
+  if (::lstat(to.constData(), &existing) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return ::rename(from.constData(), to.constData()) == 0;
+}
+
 // Claims a name by creating its info file exclusively, then renames the item
 // beside it without replacing anything; a taken name moves on to "name.2", ...
 TrashOutcome moveInto(const TrashFolder& trash, const QByteArray& path) {
@@ -102,8 +115,7 @@ TrashOutcome moveInto(const TrashFolder& trash, const QByteArray& path) {
       return {false, QStringLiteral("Cannot write trash information: ") + errnoText(error)};
     }
     const QByteArray target = trash.files + '/' + candidate;
-    if (::renameat2(AT_FDCWD, path.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE) == 0)
-      return {true, {}};
+    if (renameWithoutReplacing(path, target)) return {true, {}};
     error = errno;
     ::unlink(infoPath.constData());
     if (error != EEXIST) return {false, QStringLiteral("Cannot move the item to the trash: ") + errnoText(error)};
