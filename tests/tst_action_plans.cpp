@@ -65,6 +65,16 @@ QStringList operations(const FakePlatform& platform) {
   return lines;
 }
 
+// The plan that the button at `index` (layout order) should run.
+Report planOfButton(UninstallerApp& app, int index) {
+  switch (index) {
+    case 0: return app.resetPermissionsPlan();
+    case 1: return app.removeModelPlan();
+    case 2: return app.removeAppOnlyPlan();
+    default: return app.fullUninstallPlan();
+  }
+}
+
 }  // namespace
 
 class ActionPlansTest : public QObject {
@@ -211,12 +221,9 @@ class ActionPlansTest : public QObject {
   // report reaches the completion dialog.
   void buttonRunsItsPlan() {
     QFETCH(int, button);
-    using Plan = Report (UninstallerApp::*)();
-    const Plan plans[] = {&UninstallerApp::resetPermissionsPlan, &UninstallerApp::removeModelPlan,
-                          &UninstallerApp::removeAppOnlyPlan, &UninstallerApp::fullUninstallPlan};
     Installed direct;
     UninstallerApp directApp(direct.platform);
-    const Report expected = (directApp.*plans[button])();
+    const Report expected = planOfButton(directApp, button);
 
     Installed clicked;
     UninstallerApp app(clicked.platform);
