@@ -1,9 +1,14 @@
 #include "platform/linux/LinuxPlatform.h"
-#include "platform/linux/MessageBoxes.h"
 
 #include <QMessageBox>
 #include <QPushButton>
 
+#include <memory>
+
+namespace {
+
+// A warning whose confirming button is the default (Return) and whose cancel
+// button answers Escape; application-modal, on no window.
 std::unique_ptr<QMessageBox> makeConfirmationBox(const QString& title, const QString& message,
                                                  const QString& confirmTitle, const QString& cancelTitle) {
   auto box = std::make_unique<QMessageBox>();
@@ -18,6 +23,9 @@ std::unique_ptr<QMessageBox> makeConfirmationBox(const QString& title, const QSt
   return box;
 }
 
+// The report of a finished action, with one button. On a window it is modal
+// to that window only and deletes itself once closed; without one it is
+// application-modal.
 std::unique_ptr<QMessageBox> makeCompletionBox(QWidget* window, bool warningStyle, const QString& title,
                                                const QString& informativeText, const QString& buttonTitle) {
   auto box = std::make_unique<QMessageBox>(window);
@@ -35,6 +43,8 @@ std::unique_ptr<QMessageBox> makeCompletionBox(QWidget* window, bool warningStyl
   }
   return box;
 }
+
+}  // namespace
 
 bool LinuxPlatform::confirm(const QString& title, const QString& message, const QString& confirmTitle,
                             const QString& cancelTitle) {
