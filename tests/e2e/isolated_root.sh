@@ -3,7 +3,7 @@
 # their real absolute paths, everything it works on, while the host stays
 # untouched:
 #
-#   isolated_root.sh [--scratch-parent DIR] -- COMMAND [ARGUMENT...]
+#   isolated_root.sh [--scratch-parent DIR] [--on-disk] [--share-display] -- COMMAND [ARGUMENT...]
 #
 # A private mount and PID namespace gets an overlay of "/" whose writable layer
 # lives in a tmpfs, so nothing written inside reaches the disk, and the root is
@@ -13,6 +13,12 @@
 # /run. When the command ends, the namespace ends: its processes are killed and
 # its mounts and files vanish. Needs root; fails loudly with the reason when the
 # root cannot be built.
+#
+# --on-disk keeps the writable layer in the scratch folder on disk instead, so
+# that the host can look at what changed inside (in SCRATCH/upper) while the
+# command runs; the folder is removed afterwards all the same. --share-display
+# lets programs inside use the host's X display ($DISPLAY, with its cookie).
+# The command sees the scratch folder as $TALVOREN_SCRATCH.
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -25,8 +31,10 @@ die() {
 }
 
 build_root() {
-  local scratch=$1 root=$1/root
-  mount -t tmpfs -o mode=0755 talvoren-scratch "$scratch" || die "cannot mount a tmpfs on $scratch"
+  local scratch=$1 on_disk=$2 root=$1/root
+  if [ "$on_disk" = no ]; then
+    mount -t tmpfs -o mode=0755 talvoren-scratch "$scratch" || die "cannot mount a tmpfs on $scratch"
+  fi
   mkdir "$scratch/upper" "$scratch/work" "$root"
   mount -t overlay talvoren-root -o "lowerdir=/,upperdir=$scratch/upper,workdir=$scratch/work" "$root" ||
     die "cannot mount an overlay of / (is overlayfs available?)"
@@ -52,6 +60,25 @@ populate_root() {
   touch "$root/run/talvoren-isolated-root"
 }
 
+# The host's X sockets, read-only, and a copy of the display's cookie that the
+# user "tester" can read.
+share_display() {
+  local root=$1 cookie=${XAUTHORITY:-${HOME:-/root}/.Xauthority}
+  [ -n "${DISPLAY:-}" ] || die "--share-display needs DISPLAY"
+  # Under sudo the cookie is usually in the invoking user's home.
+  if [ ! -r "$cookie" ] && [ -n "${SUDO_USER:-}" ]; then
+    cookie=$(getent passwd "$SUDO_USER" | cut -d: -f6)/.Xauthority
+  fi
+  if [ -d /tmp/.X11-unix ]; then
+    mkdir "$root/tmp/.X11-unix"
+    mount --bind -o ro /tmp/.X11-unix "$root/tmp/.X11-unix" || die "cannot bind /tmp/.X11-unix"
+  fi
+  if [ -r "$cookie" ]; then
+    install -m 0644 "$cookie" "$root/run/talvoren-display.xauth"
+    export XAUTHORITY=/run/talvoren-display.xauth
+  fi
+}
+
 # Finder answers the osascript stand-in; it lives as long as the namespace.
 start_finder() {
   local root=$1 ready
@@ -61,32 +88,44 @@ start_finder() {
 }
 
 inside() {
-  local scratch=$1
-  shift
-  build_root "$scratch"
+  local scratch=$1 on_disk=$2 display=$3
+  shift 3
+  build_root "$scratch" "$on_disk"
   populate_root "$scratch/root"
+  [ "$display" = yes ] && share_display "$scratch/root"
   start_finder "$scratch/root"
   local status=0
-  chroot "$scratch/root" /usr/bin/env PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin "$@" || status=$?
+  TALVOREN_SCRATCH=$scratch chroot "$scratch/root" \
+    /usr/bin/env PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin "$@" || status=$?
   return "$status"
 }
 
 outside() {
-  local parent=${TMPDIR:-/tmp}
-  if [ "${1:-}" = --scratch-parent ]; then
-    parent=$2
-    shift 2
-  fi
-  [ "${1:-}" = -- ] && shift
-  [ $# -gt 0 ] || die "usage: isolated_root.sh [--scratch-parent DIR] -- COMMAND [ARGUMENT...]"
+  local parent=${TMPDIR:-/tmp} on_disk=no display=no
+  while [ $# -gt 0 ]; do
+    case $1 in
+      --scratch-parent) parent=$2; shift 2 ;;
+      --on-disk) on_disk=yes; shift ;;
+      --share-display) display=yes; shift ;;
+      --) shift; break ;;
+      *) break ;;
+    esac
+  done
+  [ $# -gt 0 ] || die "usage: isolated_root.sh [--scratch-parent DIR] [--on-disk] [--share-display] -- COMMAND..."
   [ "$(id -u)" -eq 0 ] || die "building the isolated root needs root (mount namespace, overlay, chroot)"
   command -v unshare >/dev/null || die "unshare (util-linux) is missing"
 
   local scratch status=0
   scratch=$(mktemp -d "$parent/talvoren-root.XXXXXX") || die "cannot create a scratch folder in $parent"
   unshare --mount --pid --fork --mount-proc --propagation private \
-    "$0" --inside "$scratch" "$@" || status=$?
-  rmdir "$scratch" || echo "isolated root: could not remove $scratch" >&2
+    "$0" --inside "$scratch" "$on_disk" "$display" "$@" || status=$?
+  # On disk the overlay's layers stay behind once unmounted; in a tmpfs they
+  # went with it and only the empty mount point is left.
+  if [ "$on_disk" = yes ]; then
+    rm -rf --one-file-system "$scratch" || echo "isolated root: could not remove $scratch" >&2
+  else
+    rmdir "$scratch" || echo "isolated root: could not remove $scratch" >&2
+  fi
   return "$status"
 }
 
