@@ -42,6 +42,7 @@ class Locations:
         self.saved_state = home + "/Library/Saved Application State/" + APP_ID + ".savedState"
         self.input_method = home + "/Library/Input Methods/TalvorenInputMethod.app"
         self.transcripts = home + "/Documents/Talvoren Transcripts"
+        self.shared_container = home + "/Library/Group Containers/group.com.quvex.shared"
         self.trash = home + "/.local/share/Trash"
 
 
@@ -69,6 +70,8 @@ def manifest(where):
             # Written by an older installer; outside the app's own locations,
             # so the uninstaller must leave it alone.
             component("path:transcripts", "transcripts", where.transcripts, "app-data"),
+            # Shared with the vendor's other apps: no action ever removes it.
+            component("path:shared-container", "group-container", where.shared_container, "none"),
         ],
     }
 
@@ -111,6 +114,7 @@ def build_home(where, fake_app):
     write(where.input_method + "/Contents/Info.plist", info_plist(INPUT_METHOD_ID, "TalvorenInputMethod", "2.3.1"))
     executable(where.input_method + "/Contents/MacOS/TalvorenInputMethod", fake_app)
     write(where.transcripts + "/2026-09-30 meeting.txt", "Notes the user dictated.\n")
+    write(where.shared_container + "/voices.json", "{\"voices\": []}\n")
     # Neighbours of the app's locations that belong to someone else.
     write(where.home + "/Documents/notes.txt", "keep me\n")
     write(where.home + "/Library/Application Support/Talvoren-old/readme.txt", "not Talvoren's own folder\n")

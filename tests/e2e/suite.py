@@ -90,32 +90,30 @@ class Scenario(unittest.TestCase):
         self.fake_app = self._start_fake_app() if self.app_behaviour else None
         self.window = self._start_uninstaller()
 
-    def tearDown(self):
-        for process in (self.window.process if self.window else None, self.fake_app):
-            if process is not None and process.poll() is None:
-                process.kill()
-                process.wait()
-        if self.fake_app is not None:
-            self.fake_app.stdout.close()
-        if self.window is not None:
-            self.program_output.close()
+    def _stop_if_running(self, process):
+        if process.poll() is None:
+            process.kill()
+            process.wait()
 
     def _start_fake_app(self):
         app = subprocess.Popen([*self.as_user, APP + "/Contents/MacOS/Talvoren", *self.app_behaviour],
                                stdout=subprocess.PIPE, text=True)
+        self.addCleanup(app.stdout.close)
+        self.addCleanup(self._stop_if_running, app)
         readable, _, _ = select.select([app.stdout], [], [], 10)
         self.assertTrue(readable and app.stdout.readline().strip() == "ready", "the fake app did not start")
         return app
 
     def _start_uninstaller(self):
-        self.window = None
         log_before = self.log.contents()
         environment = {"HOME": HOME, "USER": "tester", "LOGNAME": "tester", "PATH": "/usr/bin:/bin",
                        "LANG": "C.UTF-8", "DISPLAY": display.name, "QT_QPA_PLATFORM": "xcb",
                        "XDG_RUNTIME_DIR": "/run/user/%d" % self.user.pw_uid}
         self.program_output = tempfile.TemporaryFile()
+        self.addCleanup(self.program_output.close)
         process = subprocess.Popen([*self.as_user, PROGRAM], env=environment, cwd=HOME,
                                    stdout=self.program_output, stderr=subprocess.STDOUT)
+        self.addCleanup(self._stop_if_running, process)
         try:
             window = UninstallerWindow(display, process)
         except AssertionError as error:
@@ -162,7 +160,6 @@ class Scenario(unittest.TestCase):
             self.assertIsNotNone(stored, original)
             self.assertEqual(subtree(snapshot(stored), stored), self.expected_item(before, original, moved),
                              "the Trash holds %s changed" % original)
-        return before
 
     def assert_lines_match(self, actual, expected):
         """Like assertEqual for lists of lines, where an expected line may be a
@@ -210,7 +207,7 @@ class Scenario(unittest.TestCase):
         self.assertEqual(self.window.quit(), 0, "the uninstaller did not end cleanly\n" + self.program_log())
 
     def summary(self):
-        return "[Skipped] Install manifest: 11 recorded components at " + self.where.manifest
+        return "[Skipped] Install manifest: 12 recorded components at " + self.where.manifest
 
 
 class ResetPermissions(Scenario):
