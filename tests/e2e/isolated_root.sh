@@ -52,6 +52,9 @@ populate_root() {
   install -d -m 0755 "$root/var/lib/talvoren-standins"
   install -m 0666 /dev/null "$root/var/lib/talvoren-standins/calls.log"
   echo com.quvex.Talvoren.direct >"$root/var/lib/talvoren-standins/tcc-known-bundles"
+  # Only the root's copies change; any host entries of these names give way.
+  sed -i -e '/^tester:/d' "$root/etc/passwd" "$root/etc/shadow"
+  sed -i -e '/^tester:/d' -e '/^admin:/d' "$root/etc/group"
   echo "tester:x:$tester_uid:$tester_uid:Talvoren Tester:/Users/tester:/bin/sh" >>"$root/etc/passwd"
   echo "tester:x:$tester_uid:" >>"$root/etc/group"
   echo "admin:x:$admin_gid:tester" >>"$root/etc/group"

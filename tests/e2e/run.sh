@@ -34,7 +34,7 @@ done
 
 real_home=$(getent passwd "$(id -u)" | cut -d: -f6)
 watched=(/Applications /Users /opt/homebrew /usr/bin/tccutil /usr/bin/defaults /usr/bin/osascript
-  /var/lib/talvoren-standins /run/talvoren-finder.sock /run/talvoren-isolated-root
+  /var/lib/talvoren-standins /run/talvoren-finder.sock /run/talvoren-isolated-root /etc/passwd /etc/group
   "$real_home/Library" "$real_home/.local/share/Trash")
 
 # Names, kinds, sizes and modes of everything at the watched paths.
