@@ -10,13 +10,14 @@
 const QString& UninstallLog::path() const { return install_.uninstallerLogPath(); }
 
 void UninstallLog::append(const QString& line) const {
-  // A folder that already exists, or cannot be made, is no reason to stop: the
-  // append below simply fails quietly in the second case.
-  platform_.createDirectories(QFileInfo(path()).path());
   // One append of the whole line, with the file created if missing: a log that
   // exists but cannot be opened is left alone rather than rewritten, so no
   // earlier byte is ever lost.
-  platform_.appendToFile(path(), (line + QLatin1Char('\n')).toUtf8());
+  const QByteArray bytes = (line + QLatin1Char('\n')).toUtf8();
+  if (platform_.appendToFile(path(), bytes)) return;
+  // Most likely the folder is missing (first run). If it cannot be made either,
+  // the line is lost quietly.
+  if (platform_.createDirectories(QFileInfo(path()).path())) platform_.appendToFile(path(), bytes);
 }
 
 void UninstallLog::write(const QString& message) const {
