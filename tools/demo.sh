@@ -72,7 +72,7 @@ EOF
 
 demo_with_root() {
   echo "Building the sandbox; it is removed when the demo ends."
-  "$repo/tests/e2e/isolated_root.sh" --on-disk --share-display -- /bin/bash "$repo/tools/demo.sh" --inside-root
+  "$repo/tests/e2e/isolated_root.sh" --on-disk --share-display --carry "$repo" -- /bin/bash "$repo/tools/demo.sh" --inside-root
   echo "Sandbox removed."
 }
 

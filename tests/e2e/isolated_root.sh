@@ -3,7 +3,7 @@
 # their real absolute paths, everything it works on, while the host stays
 # untouched:
 #
-#   isolated_root.sh [--scratch-parent DIR] [--on-disk] [--share-display] -- COMMAND [ARGUMENT...]
+#   isolated_root.sh [--scratch-parent DIR] [--carry DIR]... [--on-disk] [--share-display] -- COMMAND [ARGUMENT...]
 #
 # A private mount and PID namespace gets an overlay of "/" whose writable layer
 # lives in a tmpfs, so nothing written inside reaches the disk, and the root is
@@ -18,6 +18,10 @@
 # that the host can look at what changed inside (in SCRATCH/upper) while the
 # command runs; the folder is removed afterwards all the same. --share-display
 # lets programs inside use the host's X display ($DISPLAY, with its cookie).
+# --carry DIR shows the host's DIR, read-only, at the same path inside: the
+# overlay only has what lies on the root file system, and the fresh /tmp and
+# /run hide the host's, so a checkout or build in either would otherwise be
+# missing. The harness's own folder is always carried.
 # The command sees the scratch folder as $TALVOREN_SCRATCH.
 set -euo pipefail
 
@@ -63,6 +67,15 @@ populate_root() {
   touch "$root/run/talvoren-isolated-root"
 }
 
+carry() {
+  local root=$1 dir
+  shift
+  for dir in "$@"; do
+    mkdir -p "$root$dir" || die "cannot make $dir inside the root"
+    mount --bind -o ro "$dir" "$root$dir" || die "cannot carry $dir into the root"
+  done
+}
+
 # The host's X sockets, read-only, and a copy of the display's cookie that the
 # user "tester" can read.
 share_display() {
@@ -91,10 +104,12 @@ start_finder() {
 }
 
 inside() {
-  local scratch=$1 on_disk=$2 display=$3
-  shift 3
+  local scratch=$1 on_disk=$2 display=$3 carried
+  IFS=: read -r -a carried <<<"$4"
+  shift 4
   build_root "$scratch" "$on_disk"
   populate_root "$scratch/root"
+  carry "$scratch/root" "${carried[@]}"
   [ "$display" = yes ] && share_display "$scratch/root"
   start_finder "$scratch/root"
   local status=0
@@ -104,24 +119,25 @@ inside() {
 }
 
 outside() {
-  local parent=${TMPDIR:-/tmp} on_disk=no display=no
+  local parent=${TMPDIR:-/tmp} on_disk=no display=no carried=$here
   while [ $# -gt 0 ]; do
     case $1 in
       --scratch-parent) parent=$2; shift 2 ;;
+      --carry) carried+=:$(realpath "$2"); shift 2 ;;
       --on-disk) on_disk=yes; shift ;;
       --share-display) display=yes; shift ;;
       --) shift; break ;;
       *) break ;;
     esac
   done
-  [ $# -gt 0 ] || die "usage: isolated_root.sh [--scratch-parent DIR] [--on-disk] [--share-display] -- COMMAND..."
+  [ $# -gt 0 ] || die "usage: isolated_root.sh [--scratch-parent DIR] [--carry DIR]... [--on-disk] [--share-display] -- COMMAND..."
   [ "$(id -u)" -eq 0 ] || die "building the isolated root needs root (mount namespace, overlay, chroot)"
   command -v unshare >/dev/null || die "unshare (util-linux) is missing"
 
   local scratch status=0
   scratch=$(mktemp -d "$parent/talvoren-root.XXXXXX") || die "cannot create a scratch folder in $parent"
   unshare --mount --pid --fork --mount-proc --propagation private \
-    "$0" --inside "$scratch" "$on_disk" "$display" "$@" || status=$?
+    "$0" --inside "$scratch" "$on_disk" "$display" "$carried" "$@" || status=$?
   # On disk the overlay's layers stay behind once unmounted; in a tmpfs they
   # went with it and only the empty mount point is left.
   if [ "$on_disk" = yes ]; then
