@@ -5,7 +5,6 @@
 
 #include <QDateTime>
 #include <QFileInfo>
-#include <QTimeZone>
 
 const QString& UninstallLog::path() const { return install_.uninstallerLogPath(); }
 
@@ -25,5 +24,8 @@ void UninstallLog::write(const QString& message) const {
 }
 
 QString UninstallLog::timestamp(const QDateTime& time) {
-  return time.toTimeZone(QTimeZone::utc()).toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")) + QLatin1Char('Z');
+  // Qt's ISO form of a UTC time is exactly "yyyy-MM-ddTHH:mm:ssZ", and far
+  // cheaper than a format string, which matters when a large manifest logs
+  // a line per component.
+  return time.toUTC().toString(Qt::ISODate);
 }
