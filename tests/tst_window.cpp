@@ -1,6 +1,6 @@
-// The window as the controller builds it, through the fake platform: start
-// state and layout, wiring and cancelling, busy state, the showing log line
-// and the icon's fallbacks.
+// The window as the controller builds it, through the fake platform: layout,
+// cancelling, quitting, the showing log line and the icon's fallbacks. The
+// busy state is checked around a running action in tst_action_runner.
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
 
@@ -41,12 +41,12 @@ class WindowTest : public QObject {
     UninstallerApp app(platform);
     app.show();
 
-    QCOMPARE(app.window->windowTitle(), QStringLiteral("Uninstall Talvoren"));
     QCOMPARE(app.window->minimumSize(), QSize(620, 520));
     QCOMPARE(app.window->maximumSize(), QSize(620, 520));
     QCOMPARE(app.statusView->toPlainText(), kInitial);
     QVERIFY(app.statusView->isReadOnly() && app.statusView->textInteractionFlags() & Qt::TextSelectableByMouse);
     QVERIFY(idle(app));
+    QCOMPARE(app.progress->maximum(), 0);  // indeterminate: moves while shown
 
     const QStringList titles = {"Reset macOS Permissions", "Remove AI Model", "Remove App Only", "Full Uninstall",
                                 "Quit"};
@@ -73,7 +73,7 @@ class WindowTest : public QObject {
     }
   }
 
-  void buttonsAskTheirOwnQuestion_data() {
+  void cancelChangesNothing_data() {
     QTest::addColumn<int>("button");
     QTest::addColumn<QString>("title");
     QTest::addColumn<QString>("confirmTitle");
@@ -83,9 +83,9 @@ class WindowTest : public QObject {
     QTest::newRow("full") << 3 << "Fully uninstall Talvoren?" << "Full Uninstall";
   }
 
-  // Cancel must leave everything as it was: no busy state, no log entry, no
-  // plan run later.
-  void buttonsAskTheirOwnQuestion() {
+  // Each button asks its own question; a no leaves no busy state, no log
+  // entry and no plan run later.
+  void cancelChangesNothing() {
     QFETCH(int, button);
     QFETCH(QString, title);
     QFETCH(QString, confirmTitle);
@@ -99,8 +99,8 @@ class WindowTest : public QObject {
     QTest::qWait(250);
 
     QCOMPARE(platform.journal, QStringList{"confirm " + title});
-    QCOMPARE(platform.confirmations[0].confirmTitle, confirmTitle);
-    QCOMPARE(platform.confirmations[0].cancelTitle, QStringLiteral("Cancel"));
+    QCOMPARE(platform.confirmations[0].confirmTitle + "|" + platform.confirmations[0].cancelTitle,
+             confirmTitle + "|Cancel");
     QCOMPARE(platform.files.value(kLog), logBefore);
     QCOMPARE(app.statusView->toPlainText(), kInitial);
     QVERIFY(idle(app));
@@ -114,23 +114,6 @@ class WindowTest : public QObject {
     QCOMPARE(platform.terminations, 1);
     app.window->close();
     QCOMPARE(platform.terminations, 2);
-  }
-
-  void busyState() {
-    FakePlatform platform;
-    UninstallerApp app(platform);
-    // Before the content exists the lone bar must not pop up as a window.
-    app.setBusy(true);
-    QVERIFY(!app.progress->isVisible());
-    app.show();
-
-    app.setBusy(true);
-    app.setBusy(true);
-    for (QPushButton* button : app.buttons) QVERIFY(!button->isEnabled());
-    QVERIFY(!app.progress->isHidden());
-    QCOMPARE(app.progress->maximum(), 0);  // indeterminate: moves while shown
-    app.setBusy(false);
-    QVERIFY(idle(app));
   }
 
   void showPlacesAndLogs_data() {
@@ -166,32 +149,27 @@ class WindowTest : public QObject {
     QCOMPARE(platform.files.value(kLog), (line + line).toUtf8());
   }
 
+  // Which sources exist, as letters: R our resource, L it loads, A the
+  // installed app, P the program's icon. Invalid colour: no picture at all.
   void iconFallsBack_data() {
-    QTest::addColumn<bool>("resource");
-    QTest::addColumn<bool>("resourceLoads");
-    QTest::addColumn<bool>("installedApp");
-    QTest::addColumn<bool>("programIcon");
-    QTest::addColumn<QColor>("expected");  // invalid: no image at all
-    QTest::newRow("own resource") << true << true << true << true << QColor(Qt::red);
-    QTest::newRow("unreadable resource, installed app") << true << false << true << true << QColor(Qt::green);
-    QTest::newRow("no resource, installed app") << false << false << true << true << QColor(Qt::green);
-    QTest::newRow("neither: program icon") << false << false << false << true << QColor(Qt::blue);
-    QTest::newRow("nothing at all") << false << false << false << false << QColor();
+    QTest::addColumn<QString>("sources");
+    QTest::addColumn<QColor>("expected");
+    QTest::newRow("own resource") << "RLAP" << QColor(Qt::red);
+    QTest::newRow("unreadable resource, installed app") << "RAP" << QColor(Qt::green);
+    QTest::newRow("neither: program icon") << "P" << QColor(Qt::blue);
+    QTest::newRow("nothing at all") << "" << QColor();
   }
 
   void iconFallsBack() {
-    QFETCH(bool, resource);
-    QFETCH(bool, resourceLoads);
-    QFETCH(bool, installedApp);
-    QFETCH(bool, programIcon);
+    QFETCH(QString, sources);
     QFETCH(QColor, expected);
     FakePlatform platform;
     const QString path = QStringLiteral("/opt/TalvorenUninstaller/OstrelIcon.png");
-    if (resource) platform.resources.insert(QStringLiteral("OstrelIcon.png"), path);
-    if (resourceLoads) platform.images.insert(path, solid(Qt::red));
-    if (installedApp) platform.addDirectory(QStringLiteral("/Applications/Talvoren.app"));
+    if (sources.contains('R')) platform.resources.insert(QStringLiteral("OstrelIcon.png"), path);
+    if (sources.contains('L')) platform.images.insert(path, solid(Qt::red));
+    if (sources.contains('A')) platform.addDirectory(QStringLiteral("/Applications/Talvoren.app"));
     platform.fileIcons.insert(QStringLiteral("/Applications/Talvoren.app"), solid(Qt::green));
-    if (programIcon) platform.programIcon = solid(Qt::blue);
+    if (sources.contains('P')) platform.programIcon = solid(Qt::blue);
     UninstallerApp app(platform);
     app.show();
 
