@@ -1,12 +1,12 @@
 #!/usr/bin/python3
 """The Finder of the isolated test root, as the osascript stand-in reaches it.
 
-Runs as root, like Finder acting after the user has authorised it, and listens
-on a Unix socket. A request is a POSIX path; the peer's user id says whose
-Trash it goes to. Depending on the mode file in the stand-ins' state folder
-("perform", the default, or "fail") the item is moved into that user's Trash,
-in the freedesktop.org layout the trash tools read, or the request fails with
-Finder's permission error. Answer: a status line, then an optional message.
+Runs as root, like Finder once the user has authorised it, on a Unix socket. A
+request is a POSIX path; the peer's user id says whose Trash it goes to. The
+mode file in the stand-ins' state folder says whether the item moves into that
+Trash, in the freedesktop.org layout ("perform", the default), or the request
+fails with Finder's permission error ("fail"). Answer: a status line, then an
+optional message.
 """
 import datetime
 import os
@@ -16,7 +16,7 @@ import struct
 import sys
 import urllib.parse
 
-STATE_DIR = "/var/lib/talvoren-standins"
+MODE_FILE = "/var/lib/talvoren-standins/finder-mode"
 SOCKET_PATH = "/run/talvoren-finder.sock"
 PERMISSION_ERROR = ("Finder got an error: The operation can't be completed because you don't have "
                     "permission to access some of the items. (-10000)")
@@ -24,37 +24,29 @@ PERMISSION_ERROR = ("Finder got an error: The operation can't be completed becau
 
 def mode():
     try:
-        with open(os.path.join(STATE_DIR, "finder-mode"), encoding="utf-8") as handle:
+        with open(MODE_FILE, encoding="utf-8") as handle:
             return handle.read().strip() or "perform"
     except OSError:
         return "perform"
-
-
-def free_name(trash, name):
-    candidate, number = name, 1
-    while os.path.lexists(os.path.join(trash, "files", candidate)) or os.path.lexists(
-            os.path.join(trash, "info", candidate + ".trashinfo")):
-        number += 1
-        candidate = "%s %d" % (name, number)
-    return candidate
-
-
-def ensure_folder(path, user):
-    if not os.path.isdir(path):
-        os.makedirs(path, mode=0o700)
-        os.chown(path, user.pw_uid, user.pw_gid)
 
 
 def move_to_trash(path, user):
     trash = os.path.join(user.pw_dir, ".local", "share", "Trash")
     for folder in (os.path.dirname(os.path.dirname(trash)), os.path.dirname(trash), trash,
                    os.path.join(trash, "files"), os.path.join(trash, "info")):
-        ensure_folder(folder, user)
-    name = free_name(trash, os.path.basename(path.rstrip("/")))
+        if not os.path.isdir(folder):
+            os.makedirs(folder, mode=0o700)
+            os.chown(folder, user.pw_uid, user.pw_gid)
+    name = base = os.path.basename(path.rstrip("/"))
+    number = 1
+    while os.path.lexists(os.path.join(trash, "files", name)) or os.path.lexists(
+            os.path.join(trash, "info", name + ".trashinfo")):
+        number += 1
+        name = "%s %d" % (base, number)
     info_path = os.path.join(trash, "info", name + ".trashinfo")
-    deleted = datetime.datetime.now().strftime("%Y-%m-%dT%H:%M:%S")
     with open(info_path, "x", encoding="utf-8") as info:
-        info.write("[Trash Info]\nPath=%s\nDeletionDate=%s\n" % (urllib.parse.quote(path), deleted))
+        info.write("[Trash Info]\nPath=%s\nDeletionDate=%s\n"
+                   % (urllib.parse.quote(path), datetime.datetime.now().strftime("%Y-%m-%dT%H:%M:%S")))
     os.chown(info_path, user.pw_uid, user.pw_gid)
     os.rename(path, os.path.join(trash, "files", name))
 
@@ -71,11 +63,6 @@ def handle(path, uid):
     return 0, ""
 
 
-def peer_uid(connection):
-    credentials = connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, struct.calcsize("3i"))
-    return struct.unpack("3i", credentials)[1]
-
-
 def serve():
     if os.path.exists(SOCKET_PATH):
         os.remove(SOCKET_PATH)
@@ -90,7 +77,8 @@ def serve():
                 request = b""
                 while chunk := connection.recv(4096):
                     request += chunk
-                status, message = handle(request.decode("utf-8"), peer_uid(connection))
+                credentials = connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, struct.calcsize("3i"))
+                status, message = handle(request.decode("utf-8"), struct.unpack("3i", credentials)[1])
                 connection.sendall(("%d\n%s" % (status, message)).encode("utf-8"))
 
 

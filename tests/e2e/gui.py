@@ -6,9 +6,7 @@ import tempfile
 import time
 
 WINDOW_TITLE = "Uninstall Talvoren"
-
-# Button frames in the 620 x 520 content area, measured from its top left:
-# x, y, width, height.
+# Button frames in the 620 x 520 content area from its top left: x, y, width, height.
 BUTTONS = {
     "Reset macOS Permissions": (28, 186, 270, 34),
     "Remove AI Model": (322, 186, 270, 34),
@@ -20,13 +18,11 @@ BUTTONS = {
 
 def wait_until(condition, timeout, what):
     deadline = time.monotonic() + timeout
-    while True:
-        result = condition()
-        if result:
-            return result
+    while not (result := condition()):
         if time.monotonic() > deadline:
             raise AssertionError("timed out after %.0f s waiting for %s" % (timeout, what))
         time.sleep(0.1)
+    return result
 
 
 class Display:
@@ -52,11 +48,7 @@ class Display:
                                    capture_output=True, text=True)
         if check and completed.returncode != 0:
             raise AssertionError("xdotool %s failed: %s" % (" ".join(arguments), completed.stderr.strip()))
-        return completed.stdout
-
-    def visible_windows(self, pid):
-        output = self.xdotool("search", "--onlyvisible", "--pid", str(pid), check=False)
-        return [line for line in output.split() if line]
+        return completed.stdout.split()
 
     def close(self):
         self._server.terminate()
@@ -76,29 +68,24 @@ class UninstallerWindow:
         if self.process.poll() is not None:
             raise AssertionError("the uninstaller exited with status %d" % self.process.returncode)
         found = self.display.xdotool("search", "--onlyvisible", "--name", "^%s$" % WINDOW_TITLE, check=False)
-        return found.split()[0] if found.split() else None
-
-    def _content_origin(self):
-        values = dict(line.split("=", 1) for line in
-                      self.display.xdotool("getwindowgeometry", "--shell", self.window).split())
-        return int(values["X"]), int(values["Y"])
+        return found[0] if found else None
 
     def dialogs(self):
-        return [wid for wid in self.display.visible_windows(self.process.pid) if wid != self.window]
+        found = self.display.xdotool("search", "--onlyvisible", "--pid", str(self.process.pid), check=False)
+        return [wid for wid in found if wid != self.window]
 
     def press(self, title):
-        left, top = self._content_origin()
+        geometry = dict(line.split("=", 1) for line in self.display.xdotool("getwindowgeometry", "--shell",
+                                                                            self.window))
         x, y, width, height = BUTTONS[title]
         # No --sync: it waits for the pointer to move, which it does not when
         # the same button is pressed twice.
-        self.display.xdotool("mousemove", str(left + x + width // 2), str(top + y + height // 2), "click", "1")
-
-    def wait_for_dialog(self, timeout=30):
-        return wait_until(lambda: self.dialogs()[:1], timeout, "a dialog")[0]
+        self.display.xdotool("mousemove", str(int(geometry["X"]) + x + width // 2),
+                             str(int(geometry["Y"]) + y + height // 2), "click", "1")
 
     def answer_dialog(self, key, timeout=30):
         """Answers the dialog in front with a key and waits until it is gone."""
-        dialog = self.wait_for_dialog(timeout)
+        dialog = wait_until(lambda: self.dialogs()[:1], timeout, "a dialog")[0]
         self.display.xdotool("windowfocus", "--sync", dialog)
         self.display.xdotool("key", "--clearmodifiers", key)
         wait_until(lambda: dialog not in self.dialogs(), 10, "the dialog to close")

@@ -1,10 +1,8 @@
 #!/usr/bin/python3
-"""Builds a realistic Talvoren installation to uninstall: a user's home with
-everything the dictation app leaves there, and, when allowed, the system-wide
-parts ("/Applications/Talvoren.app" and the speech engine that the package
-manager installed).
-
-Used by the end-to-end suite for each scenario and by the demo. As a program:
+"""Builds a realistic Talvoren installation to uninstall: a home with all the
+dictation app leaves there and, inside the isolated root only, the app in
+/Applications and the package manager's speech engine. For the end-to-end
+suite and the demo:
   make_fixture.py HOME [--user NAME] [--fake-app BINARY] [--system-items]
 """
 import argparse
@@ -19,9 +17,7 @@ INPUT_METHOD_ID = APP_ID + ".InputMethod"
 APP_BUNDLE = "/Applications/Talvoren.app"
 RUNTIME_PATH = APP_BUNDLE + "/Contents/Resources/whisper-runtime"
 SPEECH_ENGINE_PATH = "/opt/homebrew/Cellar/whisper-cpp/1.7.2"
-# Created by isolated_root.sh: system-wide items are only ever written where it exists.
 ISOLATED_ROOT_MARKER = "/run/talvoren-isolated-root"
-EARLIER_UNINSTALLER_LOG = "[2026-10-01T08:00:00Z] Uninstaller shown bundle=/old version=0.9 frame=(1.0, 2.0, 620.0, 548.0)\n"
 
 
 class Locations:
@@ -43,7 +39,6 @@ class Locations:
         self.input_method = home + "/Library/Input Methods/TalvorenInputMethod.app"
         self.transcripts = home + "/Documents/Talvoren Transcripts"
         self.shared_container = home + "/Library/Group Containers/group.com.quvex.shared"
-        self.trash = home + "/.local/share/Trash"
 
 
 def component(ident, kind, path, group, source="talvoren-installer"):
@@ -54,26 +49,22 @@ def component(ident, kind, path, group, source="talvoren-installer"):
 
 def manifest(where):
     """One component of every group and kind the uninstaller gives a meaning to."""
-    return {
-        "schemaVersion": 2,
-        "components": [
-            component("path:app", "app", APP_BUNDLE, "app"),
-            component("runtime:whisper", "bundled-runtime", RUNTIME_PATH, "app"),
-            component("model:recommended", "model-file", where.model_file, "model"),
-            component("path:models-folder", "models-folder", where.models, "model"),
-            component("path:output-folder", "app-data", where.output, "app-data"),
-            component("path:app-support", "app-data", where.app_support, "app-data"),
-            component("path:install-manifest", "manifest", where.manifest, "manifest"),
-            component("path:installed-uninstaller", "installer-helper", where.installer_helper, "installer-helper"),
-            component("engine:whisper-cpp", "speech-engine", SPEECH_ENGINE_PATH, "speech-engine", "homebrew"),
-            component("path:installed-input-method", "input-method", where.input_method, "input-method"),
-            # Written by an older installer; outside the app's own locations,
-            # so the uninstaller must leave it alone.
-            component("path:transcripts", "transcripts", where.transcripts, "app-data"),
-            # Shared with the vendor's other apps: no action ever removes it.
-            component("path:shared-container", "group-container", where.shared_container, "none"),
-        ],
-    }
+    return {"schemaVersion": 2, "components": [
+        component("path:app", "app", APP_BUNDLE, "app"),
+        component("runtime:whisper", "bundled-runtime", RUNTIME_PATH, "app"),
+        component("model:recommended", "model-file", where.model_file, "model"),
+        component("path:models-folder", "models-folder", where.models, "model"),
+        component("path:output-folder", "app-data", where.output, "app-data"),
+        component("path:app-support", "app-data", where.app_support, "app-data"),
+        component("path:install-manifest", "manifest", where.manifest, "manifest"),
+        component("path:installed-uninstaller", "installer-helper", where.installer_helper, "installer-helper"),
+        component("engine:whisper-cpp", "speech-engine", SPEECH_ENGINE_PATH, "speech-engine", "homebrew"),
+        component("path:installed-input-method", "input-method", where.input_method, "input-method"),
+        # Outside the app's own locations, so it stays.
+        component("path:transcripts", "transcripts", where.transcripts, "app-data"),
+        # Shared with the vendor's other apps: no action ever removes it.
+        component("path:shared-container", "group-container", where.shared_container, "none"),
+    ]}
 
 
 def write(path, contents, mode=0o644):
@@ -91,9 +82,8 @@ def info_plist(identifier, executable, version):
 
 def executable(path, fake_app):
     if fake_app:
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        shutil.copyfile(fake_app, path)
-        os.chmod(path, 0o755)
+        with open(fake_app, "rb") as program:
+            write(path, program.read(), 0o755)
     else:
         write(path, "#!/bin/sh\nexec sleep 600\n", 0o755)
 
@@ -106,7 +96,7 @@ def build_home(where, fake_app):
     write(where.installer_helper, "#!/bin/sh\necho helper\n", 0o755)
     write(where.manifest, json.dumps(manifest(where), indent=2) + "\n")
     write(where.logs + "/talvoren.log", "2026-10-01 08:00:00 started\n")
-    write(where.uninstaller_log, EARLIER_UNINSTALLER_LOG)
+    write(where.uninstaller_log, "[2026-10-01T08:00:00Z] Uninstaller shown bundle=/old version=0.9\n")
     write(where.preferences, plistlib.dumps({"setupCompleted": True, "hotkey": "fn", "language": "en"},
                                             fmt=plistlib.FMT_BINARY))
     write(where.cache + "/Cache.db", os.urandom(2048))
@@ -142,8 +132,8 @@ def chown_tree(top, user):
 
 
 def build(home, user=None, fake_app=None, system_items=True, app_owned_by_user=False):
-    """Replaces whatever was at `home` (and, with `system_items`, the app bundle
-    and the speech engine) with a fresh installation. Returns its Locations."""
+    """Replaces what was at `home` (with `system_items` also the app and the
+    speech engine) by a fresh installation. Returns its Locations."""
     if system_items and not os.path.exists(ISOLATED_ROOT_MARKER):
         raise RuntimeError("refusing to write to /Applications and /opt outside the isolated test root")
     where = Locations(home)

@@ -14,10 +14,9 @@ TIMESTAMPED = re.compile(r"^\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ\] (.*)$")
 
 def describe(path):
     """One entry's identity: its kind, mode and contents (or link target)."""
-    info = os.lstat(path)
-    mode = oct(info.st_mode & 0o7777)
     if os.path.islink(path):
         return ("link", os.readlink(path))
+    mode = oct(os.lstat(path).st_mode & 0o7777)
     if os.path.isdir(path):
         return ("folder", mode)
     with open(path, "rb") as handle:
@@ -27,25 +26,21 @@ def describe(path):
 def snapshot(*roots):
     """Every entry under the roots (the roots included), by absolute path."""
     entries = {}
-    for root in roots:
-        if not os.path.lexists(root):
-            continue
+    for root in filter(os.path.lexists, roots):
         entries[root] = describe(root)
         for folder, subfolders, files in os.walk(root):
             for name in subfolders + files:
-                path = os.path.join(folder, name)
-                entries[path] = describe(path)
+                entries[os.path.join(folder, name)] = describe(os.path.join(folder, name))
     return entries
-
-
-def subtree(entries, top):
-    """The entries at and below `top`, keyed relative to it."""
-    return {os.path.relpath(path, top): value for path, value in entries.items()
-            if path == top or path.startswith(top + "/")}
 
 
 def is_within(path, top):
     return path == top or path.startswith(top + "/")
+
+
+def subtree(entries, top):
+    """The entries at and below `top`, keyed relative to it."""
+    return {os.path.relpath(path, top): value for path, value in entries.items() if is_within(path, top)}
 
 
 def read_calls():
@@ -54,8 +49,7 @@ def read_calls():
 
 
 def clear_calls():
-    with open(CALL_LOG, "w", encoding="utf-8"):
-        pass
+    open(CALL_LOG, "w", encoding="utf-8").close()
 
 
 class Trash:
@@ -63,22 +57,21 @@ class Trash:
     its info files."""
 
     def __init__(self, home, run_as):
-        self.home = home
         self.folder = os.path.join(home, ".local", "share", "Trash")
         self.run_as = run_as
         self.environment = {"HOME": home, "XDG_DATA_HOME": os.path.join(home, ".local", "share"),
                             "PATH": "/usr/bin:/bin", "LANG": "C.UTF-8"}
 
     def _tool(self, *command, stdin=""):
-        return subprocess.run([*self.run_as, *command], input=stdin, env=self.environment,
-                              capture_output=True, text=True, timeout=60)
+        completed = subprocess.run([*self.run_as, *command], input=stdin, env=self.environment,
+                                   capture_output=True, text=True, timeout=60)
+        if completed.returncode != 0:
+            raise AssertionError("%s failed: %s%s" % (command[0], completed.stdout, completed.stderr))
+        return completed.stdout
 
     def listed_paths(self):
         """The original paths that trash-list shows."""
-        completed = self._tool("trash-list")
-        if completed.returncode != 0:
-            raise AssertionError("trash-list failed: " + completed.stderr)
-        return sorted(line.split(" ", 2)[2] for line in completed.stdout.splitlines() if line.strip())
+        return sorted(line.split(" ", 2)[2] for line in self._tool("trash-list").splitlines() if line.strip())
 
     def stored_item(self, original):
         """Where the Trash keeps the item that came from `original`."""
@@ -91,11 +84,8 @@ class Trash:
         return None
 
     def restore(self, original):
-        """Restores the item with trash-restore, answering its question with
-        the first (only) candidate."""
-        completed = self._tool("trash-restore", original, stdin="0\n")
-        if completed.returncode != 0:
-            raise AssertionError("trash-restore failed: " + completed.stdout + completed.stderr)
+        """trash-restore, answering its question with the first (only) candidate."""
+        self._tool("trash-restore", original, stdin="0\n")
 
 
 class UninstallerLog:
@@ -115,14 +105,11 @@ class UninstallerLog:
         return contents[len(since):].decode("utf-8").split("\n")[:-1]
 
 
-def split_action_entries(lines):
-    """Splits what one action added to the log into the messages its
-    operations logged (timestamps removed) and the report block's lines."""
+def report_block(lines):
+    """The report block among the lines one action added to the log: all that
+    follows an empty line and the stamped heading "Action report:"."""
     for index in range(len(lines) - 1):
-        marker = TIMESTAMPED.match(lines[index + 1])
-        if lines[index] == "" and marker and marker.group(1) == "Action report:":
-            messages = [TIMESTAMPED.match(line) for line in lines[:index]]
-            if not all(messages):
-                raise AssertionError("untimestamped line before the report block: %r" % lines[:index])
-            return [match.group(1) for match in messages], lines[index + 2:]
+        heading = TIMESTAMPED.match(lines[index + 1])
+        if lines[index] == "" and heading and heading.group(1) == "Action report:":
+            return lines[index + 2:]
     raise AssertionError("no report block in the log lines %r" % lines)
