@@ -1,6 +1,6 @@
-// Manifest-driven removal on the fake platform: when the fallback list works
-// alone, and how the manifest takes its locations over. The whole walk on real
-// files is in tst_linux_trash.cpp.
+// Manifest-driven removal on the fake platform: the fallback list alone, and
+// what the end-to-end walk on real files does not show (one path in several
+// spellings, several bundled runtimes). Each item's lines are tst_trash's.
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
 
@@ -11,24 +11,17 @@
 
 namespace {
 
-const QString kHome = QStringLiteral("/Users/example");
-const QString kSupport = kHome + QStringLiteral("/Library/Application Support/Talvoren");
-const QString kManifest = kSupport + QStringLiteral("/install-manifest.json");
-const QString kLogs = kHome + QStringLiteral("/Library/Logs/Talvoren");
-const QString kApp = QStringLiteral("/Applications/Talvoren.app");
+const QString kManifest = "/Users/example/Library/Application Support/Talvoren/install-manifest.json";
+const QString kApp = "/Applications/Talvoren.app";
 
-QJsonObject component(const QString& id, const QString& group, const QString& kind, const QString& path) {
-  return QJsonObject{{"id", id},          {"kind", kind},   {"path", path},
-                     {"status", "ok"},    {"source", "pkg"}, {"installedByTalvoren", true},
-                     {"removalGroup", group}, {"details", QJsonObject{}}};
+// A manifest of components, each given as {id, removalGroup, kind, path}.
+QByteArray manifestOf(const QList<QStringList>& components) {
+  QJsonArray list;
+  for (const QStringList& c : components)
+    list.append(QJsonObject{{"id", c[0]}, {"removalGroup", c[1]}, {"kind", c[2]}, {"path", c[3]}, {"status", "ok"},
+                            {"source", "pkg"}, {"installedByTalvoren", true}, {"details", QJsonObject{}}});
+  return QJsonDocument(QJsonObject{{"components", list}}).toJson();
 }
-
-QByteArray manifestOf(const QJsonArray& components) {
-  return QJsonDocument(QJsonObject{{"components", components}}).toJson();
-}
-
-const QSet<QString> kAllGroups = {"app", "model", "app-data", "installer-helper", "manifest", "speech-engine",
-                                  "input-method"};
 
 }  // namespace
 
@@ -37,45 +30,59 @@ class ManifestRemovalTest : public QObject {
 
  private Q_SLOTS:
   // Every way of having no usable manifest leaves the fallback list alone
-  // at work, silently.
+  // at work, silently (the manifest would name the app "Talvoren app").
   void fallbackAlone_data() {
     QTest::addColumn<QByteArray>("manifest");
     QTest::addColumn<QSet<QString>>("groups");
-    const QByteArray listsApp = manifestOf({component("app", "app", "app-bundle", "/Applications/./Talvoren.app")});
-    QTest::newRow("no manifest") << QByteArray() << kAllGroups;
+    const QByteArray listsApp = manifestOf({{"app", "app", "app-bundle", "/Applications/./Talvoren.app"}});
     QTest::newRow("no group asked for") << listsApp << QSet<QString>{};
-    QTest::newRow("one bad component") << QByteArray(listsApp).replace("\"status\"", "\"Status\"") << kAllGroups;
-    QTest::newRow("not JSON") << QByteArray("\xff\xfe{") << kAllGroups;
+    QTest::newRow("one bad component") << QByteArray(listsApp).replace("\"status\"", "\"Status\"")
+                                       << QSet<QString>{"app"};
+    QTest::newRow("not JSON") << QByteArray("\xff\xfe{") << QSet<QString>{"app"};
   }
   void fallbackAlone() {
     QFETCH(QByteArray, manifest);
     QFETCH(QSet<QString>, groups);
     FakePlatform platform;
     platform.addDirectory(kApp);
-    if (!manifest.isEmpty()) platform.addFile(kManifest, manifest);
+    platform.addFile(kManifest, manifest);
     UninstallerApp app(platform);
     Report report;
-    app.removeManifestComponents(groups, {{kApp, "Talvoren app"}, {kLogs, "Logs"}}, report);
-    QCOMPARE(report.lines, QStringList({"[OK] Talvoren app: moved to Trash", "[Skipped] Logs: not found"}));
+    app.removeManifestComponents(groups, {{kApp, "Fallback app"}, {"/Users/example/Library/Logs/Talvoren", "Logs"}},
+                                 report);
+    QCOMPARE(report.lines, QStringList({"[OK] Fallback app: moved to Trash", "[Skipped] Logs: not found"}));
   }
 
-  // The manifest names the fallback's locations in other spellings: the
-  // manifest's line stands, and the fallback writes nothing for them.
-  void manifestTakesOverFallbackInAnySpelling() {
+  // Relative, dotted and differently composed spellings of a path are one
+  // path, handled once, deepest first; a fallback that the manifest handled
+  // writes nothing; any number of bundled runtimes make one line.
+  void eachPathOnceInAnySpelling() {
     FakePlatform platform;
-    platform.home = QStringLiteral("/Users/Ren\u00e9");
-    platform.workingDirectory = QStringLiteral("/Applications");
-    const QString decomposedSupport = QStringLiteral("/Users/Rene\u0301/Library/Application Support/Talvoren");
-    platform.addFile(QStringLiteral("/Users/Ren\u00e9/Library/Application Support/Talvoren/install-manifest.json"),
-                     manifestOf({component("app", "app", "bundle", "Talvoren.app/"),
-                                 component("data", "app-data", "folder", decomposedSupport)}));
+    platform.home = "/Users/Ren\u00e9";
+    platform.workingDirectory = "/Applications";
+    const QString support = platform.home + "/Library/Application Support/Talvoren";
+    const QString decomposedSupport = "/Users/Rene\u0301/Library/Application Support/Talvoren";
+    platform.addFile(support + "/Models/base.bin");
+    platform.addFile(support + "/install-manifest.json",
+                     manifestOf({{"app", "app", "bundle", "Talvoren.app/"},
+                                 {"rt", "app", "bundled-runtime", kApp + "/Contents/rt"},
+                                 {"model:recommended", "model", "file", support + "/Models/base.bin"},
+                                 {"again", "model", "file", decomposedSupport + "/Models/x/../base.bin"},
+                                 {"rt2", "app", "bundled-runtime", kApp + "/Contents/rt2"},
+                                 {"data", "app-data", "folder", decomposedSupport}}));
     UninstallerApp app(platform);
     Report report;
-    app.removeManifestComponents({"app"}, {{kApp, "Fallback app"}, {decomposedSupport, "Application Support folder"}},
+    app.removeManifestComponents({"app", "model"},
+                                 {{kApp, "Fallback app"},
+                                  {support + "/Models/./base.bin", "Fallback model"},
+                                  {decomposedSupport, "Application Support folder"}},
                                  report);
-    QCOMPARE(report.lines, QStringList({"[Skipped] Talvoren app: not found",
+    QCOMPARE(report.lines, QStringList({"[OK] AI model file: moved to Trash",
+                                        "[Skipped] Bundled speech engine: removed with Talvoren.app",
+                                        "[Skipped] Talvoren app: not found",
                                         // Not in a requested group, so the fallback still runs for it.
                                         "[Skipped] Application Support folder: not found"}));
+    QCOMPARE(platform.journalOf("trash"), QStringList{"trash " + support + "/Models/base.bin"});
   }
 };
 
