@@ -1,6 +1,4 @@
-// The report's rules and the uninstaller log on a real file system, in a
-// temporary home.
-#include "actions/Report.h"
+// The uninstaller log on a real file system, in a temporary home.
 #include "actions/UninstallLog.h"
 #include "manifest/TalvorenInstall.h"
 #include "platform/linux/LinuxPlatform.h"
@@ -20,139 +18,100 @@ QByteArray contents(const QString& path) {
   return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
 }
 
+// One uninstaller's log, as the program makes it.
+struct Log {
+  LinuxPlatform platform;
+  TalvorenInstall install{platform};
+  UninstallLog log{platform, install};
+};
+
 }  // namespace
 
 class UninstallLogTest : public QObject {
   Q_OBJECT
 
   QTemporaryDir home_;
-  LinuxPlatform platform_;
 
-  QString logPath() const { return home_.filePath(QStringLiteral("Library/Logs/Talvoren-Uninstaller.log")); }
+  QString logPath() const { return home_.filePath("Library/Logs/Talvoren-Uninstaller.log"); }
 
  private Q_SLOTS:
   void init() {
     QVERIFY(home_.isValid());
-    qputenv("HOME", home_.path().toUtf8());
+    qputenv("HOME", QFile::encodeName(home_.path()));
     QDir(home_.path()).removeRecursively();
-    QDir().mkpath(home_.path());
+    QVERIFY(QDir().mkpath(home_.path()));
   }
 
-  void reportKeepsOrderAndFailureIsForGood() {
-    Report report;
-    QVERIFY(report.lines.isEmpty());
-    QVERIFY(!report.hasFailure);
-    report.skipped(QStringLiteral("nothing"));
-    report.ok(QString());
-    QVERIFY(!report.hasFailure);
-    report.warning(QStringLiteral("broken"));
-    report.ok(QStringLiteral("fine again"));
-    report.skipped(QStringLiteral("still"));
-    QVERIFY(report.hasFailure);
-    QCOMPARE(report.lines, QStringList({QStringLiteral("[Skipped] nothing"), QStringLiteral("[OK] "),
-                                        QStringLiteral("[Needs attention] broken"), QStringLiteral("[OK] fine again"),
-                                        QStringLiteral("[Skipped] still")}));
-  }
-
-  void firstAppendCreatesFolderAndFile() {
-    TalvorenInstall install(platform_);
-    UninstallLog log(platform_, install);
-    QCOMPARE(log.path(), logPath());
-    log.append(QStringLiteral("first \u00e9 line"));
+  // The first append makes the folder and the file; later ones, even by
+  // another uninstaller after a torn last line, keep every earlier byte.
+  void appendCreatesThenKeepsEveryEarlierByte() {
+    Log first;
+    QCOMPARE(first.log.path(), logPath());
+    first.log.append("first \u00e9 line");
     QCOMPARE(contents(logPath()), QByteArray("first \xc3\xa9 line\n"));
-    log.append(QString());
-    QCOMPARE(contents(logPath()), QByteArray("first \xc3\xa9 line\n\n"));
-  }
 
-  void appendKeepsEveryEarlierByte() {
-    QDir().mkpath(QFileInfo(logPath()).path());
-    const QByteArray earlier("old line without newline \x01\xff");
     QFile file(logPath());
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(earlier);
+    QVERIFY(file.open(QIODevice::Append));
+    file.write("torn \x01\xff");
     file.close();
-
-    TalvorenInstall install(platform_);
-    UninstallLog log(platform_, install);
-    log.append(QStringLiteral("new"));
-    log.append(QStringLiteral("two\nphysical lines"));
-    QCOMPARE(contents(logPath()), earlier + "new\ntwo\nphysical lines\n");
+    Log second;
+    second.log.append(QString());
+    second.log.append("two\nphysical lines");
+    QCOMPARE(contents(logPath()), QByteArray("first \xc3\xa9 line\ntorn \x01\xff\ntwo\nphysical lines\n"));
   }
 
+  // Two uninstallers at once: each line arrives whole, whatever the order.
   void concurrentWritersNeverInterleaveInsideALine() {
-    // Two uninstallers at once: each line must arrive whole, whatever the order.
-    TalvorenInstall install(platform_);
-    UninstallLog log(platform_, install);
-    const QString first(3000, QLatin1Char('a'));
-    const QString second(3000, QLatin1Char('b'));
+    const QByteArray lineA(3000, 'a');
+    const QByteArray lineB(3000, 'b');
     std::thread other([&] {
-      LinuxPlatform platform;
-      TalvorenInstall otherInstall(platform);
-      UninstallLog otherLog(platform, otherInstall);
-      for (int i = 0; i < 200; ++i) otherLog.append(second);
+      Log log;
+      for (int i = 0; i < 200; ++i) log.log.append(QString::fromLatin1(lineB));
     });
-    for (int i = 0; i < 200; ++i) log.append(first);
+    Log log;
+    for (int i = 0; i < 200; ++i) log.log.append(QString::fromLatin1(lineA));
     other.join();
 
     const QList<QByteArray> lines = contents(logPath()).split('\n');
     QCOMPARE(lines.size(), 401);
     QVERIFY(lines.last().isEmpty());
     for (qsizetype i = 0; i + 1 < lines.size(); ++i)
-      QVERIFY2(lines[i] == first.toLatin1() || lines[i] == second.toLatin1(), "a line was torn");
+      QVERIFY2(lines[i] == lineA || lines[i] == lineB, "a line was torn");
   }
 
-  void unwritableLogStaysSilent_data() {
-    QTest::addColumn<QString>("obstacle");
-    // Root ignores permission bits, so the obstacles are things in the way.
-    QTest::newRow("Logs is a file") << QStringLiteral("Library/Logs");
-    QTest::newRow("log is a folder") << QStringLiteral("Library/Logs/Talvoren-Uninstaller.log/");
-    QTest::newRow("Library is a file") << QStringLiteral("Library");
-  }
+  // Whatever stands in the way (root ignores permission bits), the log stays
+  // silent and changes nothing.
   void unwritableLogStaysSilent() {
-    QFETCH(QString, obstacle);
-    const QString path = home_.filePath(obstacle);
-    if (obstacle.endsWith(QLatin1Char('/'))) {
-      QVERIFY(QDir().mkpath(path));
-    } else {
-      QDir().mkpath(QFileInfo(path).path());
-      QFile file(path);
-      QVERIFY(file.open(QIODevice::WriteOnly));
-      file.write("user data");
-    }
-    TalvorenInstall install(platform_);
-    UninstallLog log(platform_, install);
-    log.append(QStringLiteral("lost"));
-    log.write(QStringLiteral("lost too"));
-    if (!obstacle.endsWith(QLatin1Char('/'))) QCOMPARE(contents(path), QByteArray("user data"));
-    QVERIFY(!QFileInfo(logPath()).isFile());
+    QVERIFY(QDir().mkpath(logPath()));  // a folder where the log should be
+    Log log;
+    log.log.append("lost");
+    QVERIFY(QFileInfo(logPath()).isDir() && QDir(logPath()).isEmpty());
+    QVERIFY(QDir(home_.filePath("Library/Logs")).removeRecursively());
+    QFile file(home_.filePath("Library/Logs"));  // a file where the Logs folder should be
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("user data") == 9);
+    file.close();
+    log.log.write("lost too");
+    QCOMPARE(contents(file.fileName()), QByteArray("user data"));
   }
 
-  void timestampIsUtcWhateverTheZone() {
+  void timestampIsUtcToTheSecondWhateverTheZone() {
     const QByteArray zone = qgetenv("TZ");
     qputenv("TZ", "Pacific/Kiritimati");  // UTC+14: the local date differs from UTC's most of the day
     ::tzset();
-    TalvorenInstall install(platform_);
-    UninstallLog log(platform_, install);
+    Log log;
     const QDateTime before = QDateTime::currentDateTimeUtc();
-    log.write(QStringLiteral("Action report:"));
+    log.log.write("Action report:");
     const QDateTime after = QDateTime::currentDateTimeUtc();
-    qputenv("TZ", zone);
+    if (zone.isNull()) qunsetenv("TZ");
+    else qputenv("TZ", zone);
     ::tzset();
 
     const QString line = QString::fromUtf8(contents(logPath()));
-    static const QRegularExpression shape(
-        QStringLiteral("^\\[(\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ)\\] Action report:\\n$"));
+    static const QRegularExpression shape("^\\[(\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ)\\] Action report:\\n$");
     const QRegularExpressionMatch match = shape.match(line);
     QVERIFY2(match.hasMatch(), qPrintable(line));
-    QCOMPARE(match.captured(1).size(), 20);
     const QDateTime stamped = QDateTime::fromString(match.captured(1), Qt::ISODate);
-    QVERIFY(stamped.isValid());
     QVERIFY(stamped >= before.addMSecs(-before.time().msec()) && stamped <= after);
-  }
-
-  void timestampFormat() {
-    const QDateTime time(QDate(2026, 11, 16), QTime(16, 54, 7, 999), QTimeZone(3600));
-    QCOMPARE(UninstallLog::timestamp(time), QStringLiteral("2026-11-16T15:54:07Z"));
   }
 };
 
