@@ -1,13 +1,11 @@
-// Reading a bundle's identifier from its Info.plist: anything that is not a
-// clean XML property list naming the key at its top level gives nothing, so
-// the process it belongs to is never taken for the dictation app.
+// A bundle's identifier from its Info.plist: anything but a clean XML property
+// list naming the key at its top level gives nothing, so that process is never
+// taken for the dictation app.
 #include "platform/linux/InfoPlist.h"
 
 #include <QtTest>
 
 namespace {
-
-const QString kKey = QStringLiteral("CFBundleIdentifier");
 
 QByteArray plist(const QByteArray& dictionary) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n" + dictionary +
@@ -24,28 +22,22 @@ class InfoPlistTest : public QObject {
     QTest::addColumn<QByteArray>("contents");
     QTest::addColumn<std::optional<QString>>("identifier");
 
+    const QByteArray ours = "<key>CFBundleIdentifier</key><string>com.quvex.Talvoren.direct</string>";
+    const QByteArray nested = "<key>Nested</key><dict><key>CFBundleIdentifier</key><string>inner</string></dict>";
+    const std::optional<QString> found = QStringLiteral("com.quvex.Talvoren.direct");
     const std::optional<QString> none;
-    const std::optional<QString> ours = QStringLiteral("com.quvex.Talvoren.direct");
-    QTest::newRow("among other keys") << plist(
-        "<key>CFBundleName</key><string>Talvoren</string>\n"
-        "<key>LSUIElement</key><true/>\n"
-        "<key>Nested</key><dict><key>CFBundleIdentifier</key><string>inner</string></dict>\n"
-        "<key>CFBundleIdentifier</key><string>com.quvex.Talvoren.direct</string>") << ours;
-    QTest::newRow("with a document type") << QByteArray(
-        "<?xml version=\"1.0\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\"><dict>"
-        "<key>CFBundleIdentifier</key><string>com.quvex.Talvoren.direct</string></dict></plist>") << ours;
-    QTest::newRow("whitespace is part of the value")
-        << plist("<key>CFBundleIdentifier</key><string> com.quvex.Talvoren.direct</string>")
-        << std::optional<QString>(QStringLiteral(" com.quvex.Talvoren.direct"));
+    QTest::newRow("after other keys and a nested dictionary")
+        << plist("<key>CFBundleName</key><string>Talvoren</string>\n<key>LSUIElement</key><true/>\n" + nested + ours)
+        << found;
+    QTest::newRow("with a document type")
+        << "<?xml version=\"1.0\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\"><dict>" + ours + "</dict></plist>"
+        << found;
 
-    QTest::newRow("key only in a nested dictionary")
-        << plist("<key>Nested</key><dict><key>CFBundleIdentifier</key><string>inner</string></dict>") << none;
+    QTest::newRow("key only in a nested dictionary") << plist(nested) << none;
     QTest::newRow("value not a string") << plist("<key>CFBundleIdentifier</key><integer>7</integer>") << none;
     QTest::newRow("value without a key") << plist("<string>com.quvex.Talvoren.direct</string>") << none;
-    QTest::newRow("broken after the value")
-        << plist("<key>CFBundleIdentifier</key><string>com.quvex.Talvoren.direct</string><key>x</oops>") << none;
-    QTest::newRow("root is not a property list")
-        << QByteArray("<dict><key>CFBundleIdentifier</key><string>com.quvex.Talvoren.direct</string></dict>") << none;
+    QTest::newRow("broken after the value") << plist(ours + "<key>x</oops>") << none;
+    QTest::newRow("root is not a property list") << "<dict>" + ours + "</dict>" << none;
     QTest::newRow("binary property list")
         << QByteArray("bplist00\xd1\x01\x02_\x10\x12" "CFBundleIdentifier_\x10\x19" "com.quvex.Talvoren.direct")
         << none;
@@ -54,7 +46,7 @@ class InfoPlistTest : public QObject {
   void identifier() {
     QFETCH(QByteArray, contents);
     QFETCH(std::optional<QString>, identifier);
-    QCOMPARE(infoPlistString(contents, kKey), identifier);
+    QCOMPARE(infoPlistString(contents, QStringLiteral("CFBundleIdentifier")), identifier);
   }
 };
 

@@ -1,8 +1,7 @@
 // Stopping the running app through the fake platform, whose clock moves only
-// while the operation lets the event loop run: the waits' lengths, the moment
-// the operation returns and an instance that survives even the forced quit
-// can be set up exactly here. Real processes are stopped in
-// tst_running_apps_linux.
+// while the operation runs the event loop: exact wait boundaries, the moment
+// the operation returns, and an instance that survives even the forced quit.
+// Real processes: tst_running_apps_linux.
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
 
@@ -16,8 +15,9 @@ const QString kForced = QStringLiteral("[OK] Forced Talvoren to quit.");
 const QString kStillRunning =
     QStringLiteral("[Needs attention] Talvoren is still running. Quit it manually if removal fails.");
 
+// Instances "a", "b", ... in order: seconds until it quits when asked (never
+// when empty), and whether even a forced quit leaves it running.
 struct Instance {
-  QString name;
   std::optional<double> quitsAfterSeconds;
   bool survivesForce = false;
 };
@@ -33,50 +33,42 @@ class TerminateRunningAppTest : public QObject {
  private Q_SLOTS:
   void outcomes_data() {
     QTest::addColumn<Instances>("instances");
-    QTest::addColumn<QStringList>("journal");
+    QTest::addColumn<QString>("calls");
     QTest::addColumn<QStringList>("lines");
     QTest::addColumn<int>("elapsedMs");
 
-    const QString list = QStringLiteral("list ") + kApp;
-    QTest::newRow("quits after 1 s, returns then and not after 3 s")
-        << Instances{{QStringLiteral("a"), 1.0}} << QStringList{list, QStringLiteral("terminate a")}
-        << QStringList{kAsked} << 1000;
+    QTest::newRow("quits after 1 s: returns then, not after 3 s")
+        << Instances{{1.0}} << "terminate a" << QStringList{kAsked} << 1000;
     QTest::newRow("exits exactly as the first wait ends: not forced")
-        << Instances{{QStringLiteral("a"), 3.0}} << QStringList{list, QStringLiteral("terminate a")}
-        << QStringList{kAsked} << 3000;
-    QTest::newRow("one quits, one refuses: only the refusing one is forced")
-        << Instances{{QStringLiteral("a"), 0.0}, {QStringLiteral("b"), std::nullopt}}
-        << QStringList{list, QStringLiteral("terminate a"), QStringLiteral("terminate b"), QStringLiteral("force b")}
-        << QStringList{kAsked, kForced} << 3000;
-    QTest::newRow("quits during the second wait on its own")
-        << Instances{{QStringLiteral("a"), 4.5, true}}
-        << QStringList{list, QStringLiteral("terminate a"), QStringLiteral("force a")} << QStringList{kAsked, kForced}
-        << 4500;
-    QTest::newRow("survives both waits: one warning for two survivors")
-        << Instances{{QStringLiteral("a"), std::nullopt, true}, {QStringLiteral("b"), std::nullopt, true}}
-        << QStringList{list, QStringLiteral("terminate a"), QStringLiteral("terminate b"), QStringLiteral("force a"),
-                       QStringLiteral("force b")}
+        << Instances{{3.0}} << "terminate a" << QStringList{kAsked} << 3000;
+    QTest::newRow("one quits, one refuses: all asked first, only the refusing one forced")
+        << Instances{{0.0}, {std::nullopt}} << "terminate a, terminate b, force b" << QStringList{kAsked, kForced}
+        << 3000;
+    QTest::newRow("quits on its own during the second wait")
+        << Instances{{4.5, true}} << "terminate a, force a" << QStringList{kAsked, kForced} << 4500;
+    QTest::newRow("two survive both waits: one warning")
+        << Instances{{std::nullopt, true}, {std::nullopt, true}} << "terminate a, terminate b, force a, force b"
         << QStringList{kAsked, kForced, kStillRunning} << 6000;
   }
 
   void outcomes() {
     QFETCH(Instances, instances);
-    QFETCH(QStringList, journal);
+    QFETCH(QString, calls);
     QFETCH(QStringList, lines);
     QFETCH(int, elapsedMs);
 
     FakePlatform platform;
-    for (const Instance& instance : instances) {
-      auto application = platform.addApplication(kApp, instance.name);
-      application->quitsAfterSeconds = instance.quitsAfterSeconds;
-      application->survivesForce = instance.survivesForce;
+    for (qsizetype i = 0; i < instances.size(); ++i) {
+      auto application = platform.addApplication(kApp, QString(QLatin1Char('a' + char(i))));
+      application->quitsAfterSeconds = instances[i].quitsAfterSeconds;
+      application->survivesForce = instances[i].survivesForce;
     }
     UninstallerApp app(platform);
     Report report;
     const QDateTime start = platform.now;
     app.terminateRunningTalvoren(report);
 
-    QCOMPARE(platform.journal, journal);
+    QCOMPARE(platform.journal, QStringList{QStringLiteral("list ") + kApp} + calls.split(QStringLiteral(", ")));
     QCOMPARE(report.lines, lines);
     QCOMPARE(report.hasFailure, lines.contains(kStillRunning));
     // Within one poll interval of the moment the outcome was settled.
