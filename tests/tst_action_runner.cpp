@@ -11,7 +11,6 @@
 
 namespace {
 
-const QString kLog = QStringLiteral("/Users/example/Library/Logs/Talvoren-Uninstaller.log");
 
 bool busy(const UninstallerApp& app) {
   for (const QPushButton* button : app.buttons)
@@ -42,7 +41,7 @@ class ActionRunnerTest : public QObject {
     FakePlatform platform;
     UninstallerApp app(platform);
     if (withWindow) app.show();
-    const QByteArray logBefore = platform.files.value(kLog);
+    const QByteArray logBefore = platform.files.value(kFakeLogPath);
     qint64 startedAfterMs = -1;
     bool busyWhileRunning = false;
     QElapsedTimer clock;
@@ -69,9 +68,9 @@ class ActionRunnerTest : public QObject {
     const QString lines = "[Skipped] Install manifest: not found\n" +
                           QString(failure ? "[Needs attention] Logs: could not be moved to Trash (denied)"
                                           : "[OK] Logs: moved to Trash");
-    QCOMPARE(QString::fromUtf8(platform.files.value(kLog).mid(logBefore.size())),
+    QCOMPARE(QString::fromUtf8(platform.files.value(kFakeLogPath).mid(logBefore.size())),
              "\n[2026-11-16T15:54:07Z] Action report:\n" + lines + "\n");
-    QCOMPARE(app.statusView->toPlainText(), lines + "\n[OK] Uninstall log saved: " + kLog);
+    QCOMPARE(app.statusView->toPlainText(), lines + "\n[OK] Uninstall log saved: " + kFakeLogPath);
 
     const FakePlatform::Completion& dialog = platform.completions[0];
     QCOMPARE(dialog.informativeText, app.statusView->toPlainText());

@@ -10,7 +10,6 @@ namespace {
 
 const QString kDirect = QStringLiteral("com.quvex.Talvoren.direct");
 const QString kDev = QStringLiteral("com.quvex.Talvoren.dev");
-const QString kLog = QStringLiteral("/Users/example/Library/Logs/Talvoren-Uninstaller.log");
 const QString kReadMarker = QStringLiteral("defaults read com.quvex.Talvoren.direct setupCompleted");
 const QString kDeleteMarker = QStringLiteral("defaults delete com.quvex.Talvoren.direct setupCompleted");
 
@@ -102,7 +101,7 @@ class PermissionResetTest : public QObject {
 
     QCOMPARE(report.lines, QStringList{line});
     QCOMPARE(report.hasFailure, line.startsWith(QLatin1String("[Needs attention]")));
-    QStringList logged = QString::fromUtf8(platform.files.value(kLog)).split(QLatin1Char('\n'));
+    QStringList logged = QString::fromUtf8(platform.files.value(kFakeLogPath)).split(QLatin1Char('\n'));
     logged.removeLast();  // after the final line feed
     for (QString& entry : logged) entry.remove(0, 23);  // "[2026-11-16T15:54:07Z] "
     QCOMPARE(logged, log);

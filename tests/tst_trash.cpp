@@ -7,7 +7,6 @@
 
 namespace {
 
-const QString kLog = "/Users/example/Library/Logs/Talvoren-Uninstaller.log";
 const QString kItem = "/Users/example/Library/Caches/com.quvex.Talvoren.direct";
 const QString kPrefix = "tell application \"Finder\" to delete POSIX file \"";
 
@@ -80,7 +79,7 @@ class TrashTest : public QObject {
     QCOMPARE(platform.fileExists(kItem), failed);
     QByteArray logged;
     for (const QString& entry : log) logged += "[2026-11-16T15:54:07Z] " + entry.toUtf8() + '\n';
-    QCOMPARE(platform.files.value(kLog), logged);
+    QCOMPARE(platform.files.value(kFakeLogPath), logged);
     // The fallback runs only after the file manager failed, and exactly once.
     QCOMPARE(platform.journalOf("run").size(), exists && !fileManagerMoves ? 1 : 0);
     QCOMPARE(platform.journalOf("trash").size(), exists ? 1 : 0);

@@ -12,7 +12,6 @@
 
 namespace {
 
-const QString kLog = QStringLiteral("/Users/example/Library/Logs/Talvoren-Uninstaller.log");
 const QString kInitial = QStringLiteral("Nothing has been removed yet.");
 
 QWidget* child(UninstallerApp& app, const char* name) { return app.window->findChild<QWidget*>(QLatin1String(name)); }
@@ -92,7 +91,7 @@ class WindowTest : public QObject {
     FakePlatform platform;
     UninstallerApp app(platform);
     app.show();
-    const QByteArray logBefore = platform.files.value(kLog);
+    const QByteArray logBefore = platform.files.value(kFakeLogPath);
     platform.journal.clear();
 
     app.buttons.at(std::size_t(button))->click();
@@ -101,7 +100,7 @@ class WindowTest : public QObject {
     QCOMPARE(platform.journal, QStringList{"confirm " + title});
     QCOMPARE(platform.confirmations[0].confirmTitle + "|" + platform.confirmations[0].cancelTitle,
              confirmTitle + "|Cancel");
-    QCOMPARE(platform.files.value(kLog), logBefore);
+    QCOMPARE(platform.files.value(kFakeLogPath), logBefore);
     QCOMPARE(app.statusView->toPlainText(), kInitial);
     QVERIFY(idle(app));
   }
@@ -146,7 +145,7 @@ class WindowTest : public QObject {
     QCOMPARE(app.window.get(), first);
     QCOMPARE(platform.journal, (QStringList{placement, "front", placement, "front"}));
     const QString line = "[2026-11-16T15:54:07Z] Uninstaller shown bundle=/opt/TalvorenUninstaller " + logged + "\n";
-    QCOMPARE(platform.files.value(kLog), (line + line).toUtf8());
+    QCOMPARE(platform.files.value(kFakeLogPath), (line + line).toUtf8());
   }
 
   // Which sources exist, as letters: R our resource, L it loads, A the

@@ -20,6 +20,14 @@ build_programs() {
   cmake --build "$build" --parallel "$(nproc)" --target TalvorenUninstaller fake_talvoren
 }
 
+explain_buttons() {
+  cat <<EOF
+
+Press the buttons; the reports land in $1/Library/Logs/Talvoren-Uninstaller.log.
+Close the window or press Quit when done.
+EOF
+}
+
 # How to look into the throwaway Trash, and a shell to do it in when there is
 # a terminal to type into.
 offer_trash() {
@@ -58,10 +66,8 @@ which holds everything created or changed inside it, for example
 Inside: /Applications/Talvoren.app (running), $home, and stand-ins for
 /usr/bin/tccutil, /usr/bin/defaults and /usr/bin/osascript, whose calls are
 logged in /var/lib/talvoren-standins/calls.log.
-
-Press the buttons; the reports land in $home/Library/Logs/Talvoren-Uninstaller.log.
-Close the window or press Quit when done.
 EOF
+  explain_buttons "$home"
   env -i HOME="$home" USER=tester LOGNAME=tester PATH=/usr/bin:/bin LANG=C.UTF-8 DISPLAY="$DISPLAY" \
     ${XAUTHORITY:+XAUTHORITY="$XAUTHORITY"} XDG_RUNTIME_DIR=/run/user/2001 "${as_tester[@]}" "$program" || true
   echo
@@ -90,10 +96,8 @@ a running Talvoren (reported as not found / not running), the Homebrew speech
 engine, and stand-ins for tccutil, defaults and osascript (the permission and
 setup-marker resets report that those programs could not be run). Run the demo
 as root for all of it.
-
-Press the buttons; the reports land in $home/Library/Logs/Talvoren-Uninstaller.log.
-Close the window or press Quit when done.
 EOF
+  explain_buttons "$home"
   # The display's cookie is looked up in the real home unless said otherwise.
   install -d -m 0700 "$sandbox/runtime"
   XAUTHORITY=${XAUTHORITY:-$HOME/.Xauthority} XDG_RUNTIME_DIR=${XDG_RUNTIME_DIR:-$sandbox/runtime} \

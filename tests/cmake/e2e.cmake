@@ -4,15 +4,9 @@
 # program is too slow for the window's timeouts and adds nothing that the unit
 # suites do not already cover there.
 if(NOT TALVOREN_SANITIZE)
-  # Deferred to the end of this folder, so that the fixture program's target
-  # exists whichever file defines it.
-  function(talvoren_add_e2e_suite)
-    if(NOT TARGET fake_talvoren)
-      message(FATAL_ERROR "the end-to-end suite needs the fake_talvoren fixture program")
-    endif()
-    add_test(NAME e2e
-      COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/e2e/run.sh $<TARGET_FILE:TalvorenUninstaller> $<TARGET_FILE:fake_talvoren>)
-    set_tests_properties(e2e PROPERTIES TIMEOUT 420)
-  endfunction()
-  cmake_language(DEFER CALL talvoren_add_e2e_suite)
+  # The target files resolve at generation, so fake_talvoren may be defined
+  # after this file.
+  add_test(NAME e2e
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/e2e/run.sh $<TARGET_FILE:TalvorenUninstaller> $<TARGET_FILE:fake_talvoren>)
+  set_tests_properties(e2e PROPERTIES TIMEOUT 420)
 endif()

@@ -48,6 +48,9 @@ class FakeInputSource final : public InputSource {
   bool enabled;
 };
 
+// Where the program keeps its log under the fake home.
+inline const QString kFakeLogPath = QStringLiteral("/Users/example/Library/Logs/Talvoren-Uninstaller.log");
+
 // A platform held entirely in memory. Every call that changes something, or
 // that a test wants to see in order, is written to `journal` as one line, so
 // tests can assert the exact sequence of what the program asked for.
