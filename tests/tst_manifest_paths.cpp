@@ -40,7 +40,8 @@ class ManifestPathsTest : public QObject {
     QTest::newRow("dot-dot above root") << "/../../etc" << "/etc" << 1;
     QTest::newRow("trailing slashes") << "/a/b//" << "/a/b" << 2;
     QTest::newRow("doubled slash kept") << "/a//b" << "/a//b" << 2;
-    QTest::newRow("dot-dot after doubled slash climbs a folder") << "/a/b//../c" << "/a/c" << 2;
+    QTest::newRow("dot-dot removes the empty part of a doubled slash") << "/a//../b" << "/a/b" << 2;
+    QTest::newRow("dot-dot after doubled slash keeps the folder") << "/a/b//../c" << "/a/b/c" << 3;
     QTest::newRow("dot-dot-dot is a name") << "/a/.../b" << "/a/.../b" << 3;
     QTest::newRow("composition kept") << "/x/" + kDecomposedE + "/." << "/x/" + kDecomposedE << 2;
   }

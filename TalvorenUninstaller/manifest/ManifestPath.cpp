@@ -9,10 +9,9 @@ namespace {
 
 using Parts = QVarLengthArray<QStringView, 32>;
 
-// ".." climbs over the last named part; empty parts from a doubled "/" name
-// nothing, so they go with it rather than standing in for a folder.
+// ".." removes the part before it, as URL standardisation does, even when
+// that part is the empty one between a doubled "/": "/a//../b" is "/a/b".
 void climb(Parts& parts) {
-  while (!parts.isEmpty() && parts.last().isEmpty()) parts.removeLast();
   if (!parts.isEmpty()) parts.removeLast();
 }
 
