@@ -60,6 +60,8 @@ class CommandRunnerTest : public QObject {
                                      << none << 0
                                      << QString(4 * 1024 * 1024, QLatin1Char('a')) +
                                             QString(4 * 1024 * 1024, QLatin1Char('b'));
+    QTest::newRow("output of a child still running after the program ended")
+        << QByteArray("echo a\n(sleep 1; echo b) &\nexit 0\n") << none << 0 << QStringLiteral("a\nb\n");
     QTest::newRow("arguments arrive one by one, no shell")
         << QByteArray("for a in \"$@\"; do printf '<%s>' \"$a\"; done\n")
         << QStringList{QStringLiteral("with spaces  inside"), QStringLiteral("quotes \"' and $HOME *"), QString()}
