@@ -5,6 +5,7 @@ import hashlib
 import json
 import os
 import re
+import stat
 import subprocess
 import urllib.parse
 
@@ -13,12 +14,16 @@ TIMESTAMPED = re.compile(r"^\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ\] (.*)$")
 
 
 def describe(path):
-    """One entry's identity: its kind, mode and contents (or link target)."""
-    if os.path.islink(path):
+    """One entry's identity: its kind, mode and contents (or link target).
+    Only regular files are opened: a pipe would block the reader."""
+    info = os.lstat(path)
+    mode = oct(info.st_mode & 0o7777)
+    if stat.S_ISLNK(info.st_mode):
         return ("link", os.readlink(path))
-    mode = oct(os.lstat(path).st_mode & 0o7777)
-    if os.path.isdir(path):
+    if stat.S_ISDIR(info.st_mode):
         return ("folder", mode)
+    if not stat.S_ISREG(info.st_mode):
+        return ("special", stat.S_IFMT(info.st_mode), mode)
     with open(path, "rb") as handle:
         return ("file", mode, hashlib.sha256(handle.read()).hexdigest())
 
@@ -73,15 +78,31 @@ class Trash:
         """The original paths that trash-list shows."""
         return sorted(line.split(" ", 2)[2] for line in self._tool("trash-list").splitlines() if line.strip())
 
+    def _listing(self, kind):
+        folder = os.path.join(self.folder, kind)
+        return sorted(os.listdir(folder)) if os.path.isdir(folder) else []
+
+    def _records(self):
+        """(item name, original path or None when the info file is incomplete) per info file."""
+        for name in self._listing("info"):
+            parser = configparser.ConfigParser(interpolation=None)
+            parser.read(os.path.join(self.folder, "info", name), encoding="utf-8")
+            complete = parser.has_option("Trash Info", "Path") and parser.has_option("Trash Info", "DeletionDate")
+            yield name[: -len(".trashinfo")], urllib.parse.unquote(parser["Trash Info"]["Path"]) if complete else None
+
     def stored_item(self, original):
         """Where the Trash keeps the item that came from `original`."""
-        info_folder = os.path.join(self.folder, "info")
-        for name in sorted(os.listdir(info_folder)) if os.path.isdir(info_folder) else []:
-            parser = configparser.ConfigParser(interpolation=None)
-            parser.read(os.path.join(info_folder, name), encoding="utf-8")
-            if urllib.parse.unquote(parser["Trash Info"]["Path"]) == original:
-                return os.path.join(self.folder, "files", name[: -len(".trashinfo")])
-        return None
+        found = [name for name, path in self._records() if path == original]
+        return os.path.join(self.folder, "files", found[0]) if found else None
+
+    def problems(self):
+        """What the Trash cannot account for: incomplete info files and items
+        without an info file, or the other way round."""
+        records = dict(self._records())
+        items = set(self._listing("files"))
+        return (["incomplete info file for " + name for name, path in records.items() if path is None] +
+                ["info file without its item: " + name for name in records.keys() - items] +
+                ["item without an info file: " + name for name in items - records.keys()])
 
     def restore(self, original):
         """trash-restore, answering its question with the first (only) candidate."""
@@ -93,6 +114,9 @@ class UninstallerLog:
 
     def __init__(self, path):
         self.path = path
+
+    def is_file(self):
+        return os.path.isfile(self.path) and not os.path.islink(self.path)
 
     def contents(self):
         with open(self.path, "rb") as handle:
