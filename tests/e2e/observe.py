@@ -14,29 +14,23 @@ TIMESTAMPED = re.compile(r"^\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ\] (.*)$")
 
 
 def describe(path):
-    """One entry's identity: its kind, mode and contents (or link target).
-    Only regular files are opened: a pipe would block the reader."""
+    """One entry's identity: its kind and mode, and a regular file's contents
+    or a link's target. Nothing else is opened: a pipe would block the reader."""
     info = os.lstat(path)
-    mode = oct(info.st_mode & 0o7777)
     if stat.S_ISLNK(info.st_mode):
         return ("link", os.readlink(path))
-    if stat.S_ISDIR(info.st_mode):
-        return ("folder", mode)
     if not stat.S_ISREG(info.st_mode):
-        return ("special", stat.S_IFMT(info.st_mode), mode)
+        return (stat.filemode(info.st_mode),)
     with open(path, "rb") as handle:
-        return ("file", mode, hashlib.sha256(handle.read()).hexdigest())
+        return ("file", oct(info.st_mode & 0o7777), hashlib.sha256(handle.read()).hexdigest())
 
 
 def snapshot(*roots):
     """Every entry under the roots (the roots included), by absolute path."""
-    entries = {}
-    for root in filter(os.path.lexists, roots):
-        entries[root] = describe(root)
-        for folder, subfolders, files in os.walk(root):
-            for name in subfolders + files:
-                entries[os.path.join(folder, name)] = describe(os.path.join(folder, name))
-    return entries
+    roots = [root for root in roots if os.path.lexists(root)]
+    inside = [os.path.join(folder, name) for root in roots for folder, subfolders, files in os.walk(root)
+              for name in subfolders + files]
+    return {path: describe(path) for path in roots + inside}
 
 
 def is_within(path, top):
@@ -78,15 +72,12 @@ class Trash:
         """The original paths that trash-list shows."""
         return sorted(line.split(" ", 2)[2] for line in self._tool("trash-list").splitlines() if line.strip())
 
-    def _listing(self, kind):
-        folder = os.path.join(self.folder, kind)
-        return sorted(os.listdir(folder)) if os.path.isdir(folder) else []
-
     def _records(self):
-        """(item name, original path or None when the info file is incomplete) per info file."""
-        for name in self._listing("info"):
+        """(item name, original path, or None when the info file is incomplete) per info file."""
+        info = os.path.join(self.folder, "info")
+        for name in sorted(os.listdir(info)) if os.path.isdir(info) else []:
             parser = configparser.ConfigParser(interpolation=None)
-            parser.read(os.path.join(self.folder, "info", name), encoding="utf-8")
+            parser.read(os.path.join(info, name), encoding="utf-8")
             complete = parser.has_option("Trash Info", "Path") and parser.has_option("Trash Info", "DeletionDate")
             yield name[: -len(".trashinfo")], urllib.parse.unquote(parser["Trash Info"]["Path"]) if complete else None
 
@@ -99,7 +90,8 @@ class Trash:
         """What the Trash cannot account for: incomplete info files and items
         without an info file, or the other way round."""
         records = dict(self._records())
-        items = set(self._listing("files"))
+        files = os.path.join(self.folder, "files")
+        items = set(os.listdir(files) if os.path.isdir(files) else [])
         return (["incomplete info file for " + name for name, path in records.items() if path is None] +
                 ["info file without its item: " + name for name in records.keys() - items] +
                 ["item without an info file: " + name for name in items - records.keys()])
@@ -109,24 +101,19 @@ class Trash:
         self._tool("trash-restore", original, stdin="0\n")
 
 
-class UninstallerLog:
-    """The uninstaller's own log, read from a given byte offset on."""
+def read_log(path):
+    """The uninstaller log's bytes; none when it is not to be read (it may be a pipe)."""
+    if path is None:
+        return b""
+    with open(path, "rb") as handle:
+        return handle.read()
 
-    def __init__(self, path):
-        self.path = path
 
-    def is_file(self):
-        return os.path.isfile(self.path) and not os.path.islink(self.path)
-
-    def contents(self):
-        with open(self.path, "rb") as handle:
-            return handle.read()
-
-    def new_lines(self, since):
-        contents = self.contents()
-        if not contents.startswith(since):
-            raise AssertionError("the log's earlier bytes changed")
-        return contents[len(since):].decode("utf-8").split("\n")[:-1]
+def new_log_lines(path, since):
+    contents = read_log(path)
+    if not contents.startswith(since):
+        raise AssertionError("the log's earlier bytes changed")
+    return contents[len(since):].decode("utf-8").split("\n")[:-1]
 
 
 def report_block(lines):
