@@ -9,6 +9,7 @@ fails with Finder's permission error ("fail"). Answer: a status line, then an
 optional message.
 """
 import datetime
+import errno
 import os
 import pwd
 import socket
@@ -20,6 +21,7 @@ MODE_FILE = "/var/lib/talvoren-standins/finder-mode"
 SOCKET_PATH = "/run/talvoren-finder.sock"
 PERMISSION_ERROR = ("Finder got an error: The operation can't be completed because you don't have "
                     "permission to access some of the items. (-10000)")
+DISK_FULL_ERROR = "Finder got an error: The operation can't be completed because the disk is full. (-34)"
 
 
 def mode():
@@ -44,9 +46,16 @@ def move_to_trash(path, user):
         number += 1
         name = "%s %d" % (base, number)
     info_path = os.path.join(trash, "info", name + ".trashinfo")
-    with open(info_path, "x", encoding="utf-8") as info:
-        info.write("[Trash Info]\nPath=%s\nDeletionDate=%s\n"
-                   % (urllib.parse.quote(path), datetime.datetime.now().strftime("%Y-%m-%dT%H:%M:%S")))
+    info = open(info_path, "x", encoding="utf-8")
+    try:
+        with info:
+            info.write("[Trash Info]\nPath=%s\nDeletionDate=%s\n"
+                       % (urllib.parse.quote(path), datetime.datetime.now().strftime("%Y-%m-%dT%H:%M:%S")))
+    except OSError:
+        # An item the Trash cannot record could never be put back: it stays
+        # where it is, and no partial record is left behind.
+        os.remove(info_path)
+        raise
     os.chown(info_path, user.pw_uid, user.pw_gid)
     os.rename(path, os.path.join(trash, "files", name))
 
@@ -58,7 +67,11 @@ def handle(path, uid):
         return 1, "Finder got an error: Can't get file \"%s\". (-1728)" % path
     try:
         move_to_trash(path, pwd.getpwuid(uid))
-    except (OSError, KeyError) as error:
+    except OSError as error:
+        if error.errno == errno.ENOSPC:
+            return 1, DISK_FULL_ERROR
+        return 1, "Finder got an error: %s (-10000)" % error
+    except KeyError as error:
         return 1, "Finder got an error: %s (-10000)" % error
     return 0, ""
 

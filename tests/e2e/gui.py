@@ -1,18 +1,21 @@
 """Drives the uninstaller's window the way a user does: an Xvfb display, mouse
-clicks on the buttons and keys on the dialogs, through xdotool."""
+clicks on the buttons and keys on the dialogs, through xdotool; the status
+text is copied to the clipboard, read with xclip. Every wait is bounded."""
 import os
 import subprocess
 import tempfile
 import time
 
 WINDOW_TITLE = "Uninstall Talvoren"
-# Button frames in the 620 x 520 content area from its top left: x, y, width, height.
-BUTTONS = {
+# Frames of the buttons and the status text in the 620 x 520 content area
+# from its top left: x, y, width, height.
+AREAS = {
     "Reset macOS Permissions": (28, 186, 270, 34),
     "Remove AI Model": (322, 186, 270, 34),
     "Remove App Only": (28, 234, 270, 34),
     "Full Uninstall": (322, 234, 270, 34),
     "Quit": (468, 474, 124, 30),
+    "status": (28, 314, 564, 150),
 }
 
 
@@ -43,12 +46,18 @@ class Display:
         text = self._number_file.read().decode().strip()
         return text if text.isdigit() else None
 
-    def xdotool(self, *arguments, check=True):
-        completed = subprocess.run(["xdotool", *arguments], env=dict(os.environ, DISPLAY=self.name),
-                                   capture_output=True, text=True)
+    def run(self, *command, check=True):
+        completed = subprocess.run(command, env=dict(os.environ, DISPLAY=self.name), capture_output=True,
+                                   text=True, timeout=20)
         if check and completed.returncode != 0:
-            raise AssertionError("xdotool %s failed: %s" % (" ".join(arguments), completed.stderr.strip()))
-        return completed.stdout.split()
+            raise AssertionError("%s failed: %s" % (" ".join(command), completed.stderr.strip()))
+        return completed.stdout
+
+    def xdotool(self, *arguments, check=True):
+        return self.run("xdotool", *arguments, check=check).split()
+
+    def clipboard(self):
+        return self.run("xclip", "-selection", "clipboard", "-o", check=False)
 
     def close(self):
         self._server.terminate()
@@ -75,13 +84,11 @@ class UninstallerWindow:
         return [wid for wid in found if wid != self.window]
 
     def press(self, title):
-        geometry = dict(line.split("=", 1) for line in self.display.xdotool("getwindowgeometry", "--shell",
-                                                                            self.window))
-        x, y, width, height = BUTTONS[title]
+        x, y, width, height = AREAS[title]
         # No --sync: it waits for the pointer to move, which it does not when
         # the same button is pressed twice.
-        self.display.xdotool("mousemove", str(int(geometry["X"]) + x + width // 2),
-                             str(int(geometry["Y"]) + y + height // 2), "click", "1")
+        self.display.xdotool("mousemove", "--window", self.window, str(x + width // 2), str(y + height // 2),
+                             "click", "1")
 
     def answer_dialog(self, key, timeout=30):
         """Answers the dialog in front with a key and waits until it is gone."""
@@ -90,12 +97,22 @@ class UninstallerWindow:
         self.display.xdotool("key", "--clearmodifiers", key)
         wait_until(lambda: dialog not in self.dialogs(), 10, "the dialog to close")
 
-    def run_action(self, title, action_timeout=40):
-        """Presses an action button, confirms with the default button, and
-        dismisses the completion dialog once the action has finished."""
+    def run_action(self, title, expected, action_timeout=40):
+        """Presses an action button, confirms with the default button,
+        dismisses the completion dialog once the action has finished and
+        returns the status text, copied as a user would: a click into it,
+        Ctrl+A, Ctrl+C. The copy reaches the clipboard a moment later: it is
+        read until it is `expected`, at most 5 s."""
         self.press(title)
         self.answer_dialog("Return")
         self.answer_dialog("Return", action_timeout)
+        self.display.xdotool("windowfocus", "--sync", self.window)
+        self.press("status")
+        self.display.xdotool("key", "--clearmodifiers", "ctrl+a", "ctrl+c")
+        deadline = time.monotonic() + 5
+        while (copied := self.display.clipboard()) != expected and time.monotonic() < deadline:
+            time.sleep(0.1)
+        return copied
 
     def cancel_action(self, title):
         self.press(title)

@@ -137,8 +137,10 @@ def build(home, user=None, fake_app=None, system_items=True, app_owned_by_user=F
     if system_items and not os.path.exists(ISOLATED_ROOT_MARKER):
         raise RuntimeError("refusing to write to /Applications and /opt outside the isolated test root")
     where = Locations(home)
+    # The home may be a mount point (a small file system of its own): then only
+    # its contents go.
     shutil.rmtree(home, ignore_errors=True)
-    os.makedirs(home, mode=0o755)
+    os.makedirs(home, mode=0o755, exist_ok=True)
     build_home(where, fake_app)
     if user is not None:
         chown_tree(home, user)

@@ -5,6 +5,7 @@ import hashlib
 import json
 import os
 import re
+import stat
 import subprocess
 import urllib.parse
 
@@ -13,25 +14,23 @@ TIMESTAMPED = re.compile(r"^\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ\] (.*)$")
 
 
 def describe(path):
-    """One entry's identity: its kind, mode and contents (or link target)."""
-    if os.path.islink(path):
+    """One entry's identity: its kind and mode, and a regular file's contents
+    or a link's target. Nothing else is opened: a pipe would block the reader."""
+    info = os.lstat(path)
+    if stat.S_ISLNK(info.st_mode):
         return ("link", os.readlink(path))
-    mode = oct(os.lstat(path).st_mode & 0o7777)
-    if os.path.isdir(path):
-        return ("folder", mode)
+    if not stat.S_ISREG(info.st_mode):
+        return (stat.filemode(info.st_mode),)
     with open(path, "rb") as handle:
-        return ("file", mode, hashlib.sha256(handle.read()).hexdigest())
+        return ("file", oct(info.st_mode & 0o7777), hashlib.sha256(handle.read()).hexdigest())
 
 
 def snapshot(*roots):
     """Every entry under the roots (the roots included), by absolute path."""
-    entries = {}
-    for root in filter(os.path.lexists, roots):
-        entries[root] = describe(root)
-        for folder, subfolders, files in os.walk(root):
-            for name in subfolders + files:
-                entries[os.path.join(folder, name)] = describe(os.path.join(folder, name))
-    return entries
+    roots = [root for root in roots if os.path.lexists(root)]
+    inside = [os.path.join(folder, name) for root in roots for folder, subfolders, files in os.walk(root)
+              for name in subfolders + files]
+    return {path: describe(path) for path in roots + inside}
 
 
 def is_within(path, top):
@@ -73,36 +72,48 @@ class Trash:
         """The original paths that trash-list shows."""
         return sorted(line.split(" ", 2)[2] for line in self._tool("trash-list").splitlines() if line.strip())
 
+    def _records(self):
+        """(item name, original path, or None when the info file is incomplete) per info file."""
+        info = os.path.join(self.folder, "info")
+        for name in sorted(os.listdir(info)) if os.path.isdir(info) else []:
+            parser = configparser.ConfigParser(interpolation=None)
+            parser.read(os.path.join(info, name), encoding="utf-8")
+            complete = parser.has_option("Trash Info", "Path") and parser.has_option("Trash Info", "DeletionDate")
+            yield name[: -len(".trashinfo")], urllib.parse.unquote(parser["Trash Info"]["Path"]) if complete else None
+
     def stored_item(self, original):
         """Where the Trash keeps the item that came from `original`."""
-        info_folder = os.path.join(self.folder, "info")
-        for name in sorted(os.listdir(info_folder)) if os.path.isdir(info_folder) else []:
-            parser = configparser.ConfigParser(interpolation=None)
-            parser.read(os.path.join(info_folder, name), encoding="utf-8")
-            if urllib.parse.unquote(parser["Trash Info"]["Path"]) == original:
-                return os.path.join(self.folder, "files", name[: -len(".trashinfo")])
-        return None
+        found = [name for name, path in self._records() if path == original]
+        return os.path.join(self.folder, "files", found[0]) if found else None
+
+    def problems(self):
+        """What the Trash cannot account for: incomplete info files and items
+        without an info file, or the other way round."""
+        records = dict(self._records())
+        files = os.path.join(self.folder, "files")
+        items = set(os.listdir(files) if os.path.isdir(files) else [])
+        return (["incomplete info file for " + name for name, path in records.items() if path is None] +
+                ["info file without its item: " + name for name in records.keys() - items] +
+                ["item without an info file: " + name for name in items - records.keys()])
 
     def restore(self, original):
         """trash-restore, answering its question with the first (only) candidate."""
         self._tool("trash-restore", original, stdin="0\n")
 
 
-class UninstallerLog:
-    """The uninstaller's own log, read from a given byte offset on."""
+def read_log(path):
+    """The uninstaller log's bytes; none when it is not to be read (it may be a pipe)."""
+    if path is None:
+        return b""
+    with open(path, "rb") as handle:
+        return handle.read()
 
-    def __init__(self, path):
-        self.path = path
 
-    def contents(self):
-        with open(self.path, "rb") as handle:
-            return handle.read()
-
-    def new_lines(self, since):
-        contents = self.contents()
-        if not contents.startswith(since):
-            raise AssertionError("the log's earlier bytes changed")
-        return contents[len(since):].decode("utf-8").split("\n")[:-1]
+def new_log_lines(path, since):
+    contents = read_log(path)
+    if not contents.startswith(since):
+        raise AssertionError("the log's earlier bytes changed")
+    return contents[len(since):].decode("utf-8").split("\n")[:-1]
 
 
 def report_block(lines):

@@ -23,7 +23,7 @@ fake_app=$(realpath "$2")
 [ -x "$program" ] || fail "the uninstaller is not built: $program"
 [ -x "$fake_app" ] || fail "the fake app is not built: $fake_app"
 [ "$(id -u)" -eq 0 ] || fail "the isolated root needs root (mount namespace, overlay, chroot); running as $(id -un)"
-for tool in unshare chroot setpriv Xvfb xdotool trash-list trash-restore /usr/bin/python3; do
+for tool in unshare chroot setpriv Xvfb xdotool xclip trash-list trash-restore /usr/bin/python3; do
   command -v "$tool" >/dev/null || fail "$tool is missing (see tools/test-deps.txt)"
 done
 
