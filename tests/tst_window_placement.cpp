@@ -1,6 +1,8 @@
 // Where the window goes: screen choice and the centring with its margins, in
-// desktop coordinates (origin bottom left of the first screen, y up).
+// desktop coordinates (origin bottom left of the primary screen, y up), and
+// the desktop made from Qt's screens.
 #include "app/WindowPlacement.h"
+#include "platform/linux/DesktopCoordinates.h"
 
 #include <QtTest>
 
@@ -64,6 +66,60 @@ class WindowPlacementTest : public QObject {
 
     QVERIFY(std::holds_alternative<QRectF>(placement));
     QCOMPARE(std::get<QRectF>(placement), expected);
+  }
+
+  // Qt's screens as geometry, available geometry pairs; the desktop's as
+  // frame, visible frame pairs; and where the placed window lands in Qt's
+  // coordinates.
+  void desktopFromQtScreens_data() {
+    QTest::addColumn<QList<QRect>>("qt");
+    QTest::addColumn<int>("primary");  // -1: none reported
+    QTest::addColumn<QList<QRectF>>("desktop");
+    QTest::addColumn<QRectF>("placedInQt");
+
+    const QRect full(0, 0, 1920, 1080);
+    QTest::newRow("primary right of another, task bar at its bottom")  // mirroring y alone chose the left one
+        << QList<QRect>{full, full, {1920, 0, 1920, 1080}, {1920, 0, 1920, 1040}} << 1
+        << QList<QRectF>{{-1920, 0, 1920, 1080}, {-1920, 0, 1920, 1080}, {0, 0, 1920, 1080}, {0, 40, 1920, 1040}}
+        << QRectF(2570, 246, 620, 548);
+    QTest::newRow("primary left, a smaller one right with tops aligned, task bar at the top")
+        << QList<QRect>{full, {0, 32, 1920, 1048}, {1920, 0, 1280, 1024}, {1920, 0, 1280, 1024}} << 0
+        << QList<QRectF>{{0, 0, 1920, 1080}, {0, 0, 1920, 1048}, {1920, 56, 1280, 1024}, {1920, 56, 1280, 1024}}
+        << QRectF(650, 282, 620, 548);
+    QTest::newRow("primary above a larger one, task bar on the left")  // mirroring y alone chose the lower one
+        << QList<QRect>{{0, 1080, 2560, 1440}, {0, 1080, 2560, 1440}, full, {48, 0, 1872, 1080}} << 1
+        << QList<QRectF>{{0, -1440, 2560, 1440}, {0, -1440, 2560, 1440}, {0, 0, 1920, 1080}, {48, 0, 1872, 1080}}
+        << QRectF(674, 266, 620, 548);
+    QTest::newRow("primary below another, task bar on the right")
+        << QList<QRect>{{0, 1080, 1920, 1080}, {0, 1080, 1856, 1080}, full, full} << 0
+        << QList<QRectF>{{0, 0, 1920, 1080}, {0, 0, 1856, 1080}, {0, 1080, 1920, 1080}, {0, 1080, 1920, 1080}}
+        << QRectF(618, 1346, 620, 548);
+    QTest::newRow("primary smaller and right, bottoms aligned")
+        << QList<QRect>{{0, 0, 2560, 1440}, {0, 0, 2560, 1440}, {2560, 360, 1920, 1080}, {2560, 360, 1920, 1080}}
+        << 1 << QList<QRectF>{{-2560, 0, 2560, 1440}, {-2560, 0, 2560, 1440}, {0, 0, 1920, 1080}, {0, 0, 1920, 1080}}
+        << QRectF(3210, 626, 620, 548);
+    QTest::newRow("no primary reported: the first listed is the origin")
+        << QList<QRect>{{1920, 0, 1920, 1080}, {1920, 0, 1920, 1080}, full, full} << -1
+        << QList<QRectF>{{0, 0, 1920, 1080}, {0, 0, 1920, 1080}, {-1920, 0, 1920, 1080}, {-1920, 0, 1920, 1080}}
+        << QRectF(2570, 266, 620, 548);
+  }
+
+  void desktopFromQtScreens() {
+    QFETCH(QList<QRect>, qt);
+    QFETCH(int, primary);
+    QFETCH(QList<QRectF>, desktop);
+    QFETCH(QRectF, placedInQt);
+
+    std::vector<QtScreen> screens;
+    for (qsizetype i = 0; i + 1 < qt.size(); i += 2) screens.push_back({qt[i], qt[i + 1]});
+    const DesktopCoordinates coordinates(screens, primary < 0 ? std::nullopt : std::optional(std::size_t(primary)));
+    QList<QRectF> mapped;
+    for (const ScreenGeometry& screen : coordinates.screens()) mapped << screen.frame << screen.visibleFrame;
+    QCOMPARE(mapped, desktop);
+
+    const WindowPlacement placement = placeWindow(coordinates.screens(), std::nullopt, kWindow);
+    QCOMPARE(coordinates.toQt(std::get<QRectF>(placement)), placedInQt);
+    QCOMPARE(coordinates.fromQt(placedInQt), std::get<QRectF>(placement));
   }
 
   void noScreenGivesFixedOrigin() {

@@ -1,4 +1,5 @@
 #include "app/UninstallerApp.h"
+#include "platform/ReportText.h"
 
 #include <QPlainTextEdit>
 #include <QTimer>
@@ -26,7 +27,7 @@ void UninstallerApp::runAction(ActionPlan plan) {
     report.ok(text.logSaved + QStringLiteral(": ") + install_.uninstallerLogPath());
 
     const QString summary = report.lines.join(QLatin1Char('\n'));
-    statusView->setPlainText(summary);
+    showReportText(*statusView, summary);
     setBusy(false);
     platform_.showCompletion(window.get(), report.hasFailure, text.doneTitle, summary, QStringLiteral("OK"));
   });

@@ -20,7 +20,7 @@ inline constexpr QPointF kNoScreenWindowOrigin{120.0, 120.0};
 
 // Chooses a screen and centres a window of `windowSize` in its visible frame,
 // keeping 32 points of margin. All rectangles are in desktop coordinates
-// (origin at the bottom left of the first screen, y up). The screen is the
+// (origin at the bottom left of the primary screen, y up). The screen is the
 // first one at the origin, else the first whose visible frame starts above
 // its bottom edge (the one with the Dock at the bottom), else the main screen,
 // else the first screen. Depends on nothing but its arguments.

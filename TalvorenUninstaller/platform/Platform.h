@@ -30,7 +30,7 @@ struct TrashOutcome {
   QString error;
 };
 
-// A screen in desktop coordinates: origin at the bottom left of the first
+// A screen in desktop coordinates: origin at the bottom left of the primary
 // screen, y growing upwards; a rectangle's (x, y) is its bottom-left corner.
 struct ScreenGeometry {
   QRectF frame;
@@ -99,7 +99,8 @@ class Platform {
   // Wall-clock time now, in UTC.
   virtual QDateTime currentTime() = 0;
   // Lets the event loop handle events for `seconds`, instead of sleeping, so
-  // that state such as a process's exit can be brought up to date.
+  // that state such as a process's exit can be brought up to date. Never
+  // returns sooner, even once the program has been asked to quit.
   virtual void runEventLoop(double seconds) = 0;
 
   // --- Running applications -------------------------------------------------
@@ -141,7 +142,8 @@ class Platform {
   virtual void setWindowOrigin(QWidget& window, const QPointF& origin) = 0;
   // Puts the window in front and gives it the keyboard, activating the program.
   virtual void bringToFront(QWidget& window) = 0;
-  // Ends the program's event loop; the program then exits with status 0.
+  // Ends the program with status 0: from the main event loop by leaving it,
+  // from inside a wait of a running action at once.
   virtual void terminateApplication() = 0;
 
   // --- Dialogs ----------------------------------------------------------------

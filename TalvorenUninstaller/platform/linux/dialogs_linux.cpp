@@ -1,9 +1,18 @@
 #include "platform/linux/LinuxPlatform.h"
 
-#include <QMessageBox>
-#include <QPushButton>
+#include "platform/ReportText.h"
 
+#include <QGridLayout>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScreen>
+
+#include <algorithm>
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -23,18 +32,83 @@ std::unique_ptr<QMessageBox> makeConfirmationBox(const QString& title, const QSt
   return box;
 }
 
+// The report goes into a scrolling read-only view under the title rather
+// than into the box's informative label: the label lays out its whole text
+// at once, which takes minutes for a long report and grows the box far past
+// the screen. The view is as tall as a short report needs and at most half
+// the screen, so the box always fits.
+constexpr int kReportWidth = 480;
+// Short enough to be measured in a moment; longer reports get the full height.
+constexpr qsizetype kMeasuredCharacters = 20000;
+
+// The height the text needs, or nothing when it needs more than `limit`.
+std::optional<int> fittingHeight(const QPlainTextEdit& view, const QString& text, int limit) {
+  if (text.size() > kMeasuredCharacters) return std::nullopt;
+  const int margins = 2 * (view.frameWidth() + int(view.document()->documentMargin()));
+  const QFontMetrics metrics(view.font());
+  const QRect needed =
+      metrics.boundingRect(QRect(0, 0, kReportWidth - margins, 1 << 20), Qt::TextWordWrap, text);
+  const int height = needed.height() + margins + metrics.lineSpacing() / 2;
+  if (height > limit) return std::nullopt;
+  return height;
+}
+
+// Takes its text once it is shown, at its final width: text put in before
+// would be laid out at the width of a widget not yet shown and then again.
+class ReportView final : public QPlainTextEdit {
+ public:
+  ReportView(QWidget* parent, QString text) : QPlainTextEdit(parent), text_(std::move(text)) {}
+
+ protected:
+  void showEvent(QShowEvent* event) override {
+    QPlainTextEdit::showEvent(event);
+    if (shown_) return;
+    shown_ = true;
+    showReportText(*this, text_);
+    text_.clear();
+  }
+
+ private:
+  QString text_;
+  bool shown_ = false;
+};
+
+void addReportView(QMessageBox& box, const QString& text) {
+  auto* view = new ReportView(&box, text);
+  view->setObjectName(QStringLiteral("report"));
+  view->setReadOnly(true);
+  view->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  // Return and Escape keep answering the box through its button.
+  view->setFocusPolicy(Qt::ClickFocus);
+  const QScreen* screen = box.parentWidget() ? box.parentWidget()->screen() : QGuiApplication::primaryScreen();
+  const int limit = screen ? screen->availableGeometry().height() / 2 : kReportWidth;
+  const std::optional<int> height = fittingHeight(*view, text, limit);
+  // Decided before the text goes in: a scroll bar that appears later would
+  // narrow the view and lay a long text out a second time.
+  view->setVerticalScrollBarPolicy(height ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
+  view->setFixedSize(kReportWidth, height.value_or(limit));
+
+  // Where the box puts an informative text: right under its title.
+  auto* grid = qobject_cast<QGridLayout*>(box.layout());
+  const int titleIndex = grid->indexOf(box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label")));
+  int row = 0, column = 0, rowSpan = 0, columnSpan = 0;
+  grid->getItemPosition(titleIndex, &row, &column, &rowSpan, &columnSpan);
+  grid->addWidget(view, row + 1, column);
+}
+
 // The report of a finished action, with one button. On a window it is modal
 // to that window only and deletes itself once closed; without one it is
 // application-modal.
 std::unique_ptr<QMessageBox> makeCompletionBox(QWidget* window, bool warningStyle, const QString& title,
-                                               const QString& informativeText, const QString& buttonTitle) {
+                                               const QString& report, const QString& buttonTitle) {
   auto box = std::make_unique<QMessageBox>(window);
   box->setIcon(warningStyle ? QMessageBox::Warning : QMessageBox::Information);
   box->setText(title);
-  box->setInformativeText(informativeText);
   QPushButton* button = box->addButton(buttonTitle, QMessageBox::AcceptRole);
   box->setDefaultButton(button);
   box->setEscapeButton(button);
+  // Last: setting an icon or a text rebuilds the box's layout.
+  addReportView(*box, report);
   if (window) {
     box->setWindowModality(Qt::WindowModal);
     box->setAttribute(Qt::WA_DeleteOnClose);

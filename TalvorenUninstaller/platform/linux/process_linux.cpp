@@ -1,11 +1,15 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QProcess>
 #include <QStringDecoder>
+#include <QThread>
 #include <QTimer>
 
 #include <cerrno>
+#include <chrono>
+#include <cmath>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
@@ -81,7 +85,15 @@ CommandResult LinuxPlatform::runProcess(const QString& program, const QStringLis
 QDateTime LinuxPlatform::currentTime() { return QDateTime::currentDateTimeUtc(); }
 
 void LinuxPlatform::runEventLoop(double seconds) {
+  const std::chrono::milliseconds duration(std::llround(seconds * 1000.0));
+  const QDeadlineTimer deadline(duration, Qt::PreciseTimer);
   QEventLoop loop;
-  QTimer::singleShot(static_cast<int>(seconds * 1000.0), &loop, &QEventLoop::quit);
+  // A precise timer never fires early, so the loop ends early only when the
+  // application has been asked to quit. From then on every event loop returns
+  // at once, and a caller that polls would spin: the rest of the wait is
+  // slept instead.
+  QTimer::singleShot(duration, Qt::PreciseTimer, &loop, &QEventLoop::quit);
   loop.exec();
+  const qint64 rest = deadline.remainingTime();
+  if (rest > 0) QThread::msleep(static_cast<unsigned long>(rest));
 }

@@ -1,34 +1,30 @@
+#include "platform/linux/DesktopCoordinates.h"
 #include "platform/linux/LinuxPlatform.h"
 
 #include <QApplication>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QThread>
 #include <QWidget>
 
-// Qt measures the desktop from the top left, y down; the program measures it
-// from the bottom left of the first screen, y up. Both share x, so a
-// rectangle maps between them by mirroring y about the first screen's bottom
-// edge, and the same mirror takes it back. Every conversion goes through here.
+#include <cstdlib>
+
 namespace {
 
-double firstScreenBottom() {
-  const QList<QScreen*> screens = QGuiApplication::screens();
-  if (screens.isEmpty()) return 0.0;
-  const QRect geometry = screens.first()->geometry();
-  return double(geometry.y()) + double(geometry.height());
-}
-
-QRectF mirrored(const QRectF& rect) {
-  return QRectF(rect.x(), firstScreenBottom() - rect.y() - rect.height(), rect.width(), rect.height());
+// Every conversion between Qt's coordinates and the program's goes through
+// the screens as they are now.
+DesktopCoordinates currentDesktop() {
+  const QList<QScreen*> qtScreens = QGuiApplication::screens();
+  std::vector<QtScreen> screens;
+  for (const QScreen* screen : qtScreens) screens.push_back({screen->geometry(), screen->availableGeometry()});
+  const qsizetype primary = qtScreens.indexOf(QGuiApplication::primaryScreen());
+  return DesktopCoordinates(std::move(screens), primary < 0 ? std::nullopt : std::optional(std::size_t(primary)));
 }
 
 }  // namespace
 
 std::vector<ScreenGeometry> LinuxPlatform::screens() {
-  std::vector<ScreenGeometry> result;
-  for (const QScreen* screen : QGuiApplication::screens())
-    result.push_back({mirrored(QRectF(screen->geometry())), mirrored(QRectF(screen->availableGeometry()))});
-  return result;
+  return currentDesktop().screens();
 }
 
 std::optional<std::size_t> LinuxPlatform::mainScreenIndex() {
@@ -41,10 +37,10 @@ std::optional<std::size_t> LinuxPlatform::mainScreenIndex() {
   return std::size_t(index);
 }
 
-QRectF LinuxPlatform::windowFrame(QWidget& window) { return mirrored(QRectF(window.frameGeometry())); }
+QRectF LinuxPlatform::windowFrame(QWidget& window) { return currentDesktop().fromQt(QRectF(window.frameGeometry())); }
 
 void LinuxPlatform::setWindowFrame(QWidget& window, const QRectF& frame) {
-  const QRect target = mirrored(frame).toRect();
+  const QRect target = currentDesktop().toQt(frame).toRect();
   // The frame includes the decoration; the widget's own size excludes it.
   const QRect outer = window.frameGeometry();
   const QSize decoration = outer.size() - window.geometry().size();
@@ -54,7 +50,7 @@ void LinuxPlatform::setWindowFrame(QWidget& window, const QRectF& frame) {
 
 void LinuxPlatform::setWindowOrigin(QWidget& window, const QPointF& origin) {
   const QRectF frame(origin, QSizeF(window.frameGeometry().size()));
-  window.move(mirrored(frame).toRect().topLeft());
+  window.move(currentDesktop().toQt(frame).toRect().topLeft());
 }
 
 void LinuxPlatform::bringToFront(QWidget& window) {
@@ -63,4 +59,13 @@ void LinuxPlatform::bringToFront(QWidget& window) {
   window.activateWindow();
 }
 
-void LinuxPlatform::terminateApplication() { QCoreApplication::quit(); }
+void LinuxPlatform::terminateApplication() {
+  // Asked from inside a nested event loop, that is from one of the waits of a
+  // running action, leaving the loops would only hide the window: the action
+  // would run on, and every later wait would return at once. So the process
+  // ends here and now, as the desktop's own terminate does. Nothing is lost:
+  // log lines are written and closed one by one, and what was moved stays in
+  // the Trash.
+  if (QThread::currentThread()->loopLevel() > 1) std::_Exit(0);
+  QCoreApplication::quit();
+}
