@@ -36,6 +36,6 @@ if command -v clang++ >/dev/null; then
   cmake --build build-fuzz --parallel "$jobs" --target manifest_fuzz
   corpus=$(mktemp -d)
   trap 'rm -rf "$corpus"' EXIT
-  build-fuzz/tests/manifest_fuzz -runs=20000 -max_total_time=30 -timeout=10 \
+  build-fuzz/tests/manifest_fuzz -runs=20000 -max_total_time=30 -timeout=10 -artifact_prefix=build-fuzz/ \
     "$corpus" tests/data/fuzz-seeds tests/data/json-conformance
 fi
