@@ -60,6 +60,33 @@ class ManifestDecodingTest : public QObject {
     QTest::newRow("truncated") << manifestOf({kGood}).chopped(2) << -1 << bare;
     QTest::newRow("invalid UTF-8 in a text") << manifestOf({changed("path:app", "\xff\xfe")}) << -1 << bare;
     QTest::newRow("deep nesting") << R"({"components": [], "x": )" + QByteArray(100000, '[') << -1 << bare;
+    // Text that is not JSON spoils the manifest wherever it stands, even
+    // where nothing is read.
+    QTest::newRow("a tab inside details") << manifestOf({changed("2.1", "2\t1")}) << -1 << bare;
+    QTest::newRow("a bad number nobody reads") << manifestOf({changed("\"kind\"", "\"x\": [2.e3], \"kind\"")}) << -1
+                                               << bare;
+    // What the JSON standard leaves open, as decided for this reader.
+    QTest::newRow("lone surrogate") << manifestOf({changed("path:app", "\\udc00")}) << -1 << bare;
+    QTest::newRow("integer beyond 64 bits") << manifestOf({changed("\"kind\"", "\"x\": 1234567890123456789012, \"kind\"")})
+                                            << 1 << counted(1);
+    QTest::newRow("number beyond a double") << manifestOf({changed("\"kind\"", "\"x\": -1e400, \"kind\"")}) << -1
+                                            << bare;
+    QTest::newRow("a field named twice") << manifestOf({changed("\"kind\"", "\"kind\": \"app\", \"kind\"")}) << -1
+                                         << counted(1);
+    QTest::newRow("components named twice") << R"({"components": [], "components": [)" + kGood + "]}" << -1 << bare;
+
+    // The JSON conformance cases, each as the value of a key that the
+    // manifest does not use: y_ texts are JSON, n_ texts are not.
+    const QFileInfoList cases =
+        QDir(QStringLiteral(TALVOREN_TEST_DATA "/json-conformance")).entryInfoList({"*.json"}, QDir::Files);
+    QCOMPARE(cases.size(), 95 + 188);
+    for (const QFileInfo& file : cases) {
+      QFile text(file.filePath());
+      QVERIFY(text.open(QIODevice::ReadOnly));
+      const bool valid = file.fileName().startsWith("y_");
+      QTest::newRow(qPrintable(file.fileName())) << R"({"components": [], "case": )" + text.readAll() + "}"
+                                                 << (valid ? 0 : -1) << (valid ? counted(0) : bare);
+    }
   }
   void decodingAndSummary() {
     QFETCH(QByteArray, bytes);

@@ -26,3 +26,16 @@ export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:strict_string_checks=1"
 export LSAN_OPTIONS="suppressions=$PWD/tools/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 ctest --test-dir build-sanitize --output-on-failure --parallel "$jobs"
+
+# The manifest reader's libFuzzer target, in a clang build of its own, seeded
+# with the JSON conformance cases and run briefly.
+if command -v clang++ >/dev/null; then
+  echo "== Fuzz the manifest reader"
+  CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+    -DTALVOREN_SANITIZE=ON -DTALVOREN_FUZZ=ON >/dev/null
+  cmake --build build-fuzz --parallel "$jobs" --target manifest_fuzz
+  corpus=$(mktemp -d)
+  trap 'rm -rf "$corpus"' EXIT
+  build-fuzz/tests/manifest_fuzz -runs=20000 -max_total_time=30 -timeout=10 -artifact_prefix=build-fuzz/ \
+    "$corpus" tests/data/fuzz-seeds tests/data/json-conformance
+fi

@@ -1,64 +1,31 @@
 #include "manifest/InstallManifest.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "manifest/ManifestJson.h"
 
 namespace {
 
-bool readText(const QJsonObject& object, QLatin1String key, QString& into) {
-  const QJsonValue value = object.value(key);
-  if (!value.isString()) return false;
-  into = value.toString();
-  return true;
-}
+QString textOf(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
 
-bool readDetails(const QJsonObject& object, QMap<QString, QString>& into) {
-  const QJsonValue value = object.value(QLatin1String("details"));
-  if (!value.isObject()) return false;
-  const QJsonObject details = value.toObject();
-  for (auto entry = details.begin(); entry != details.end(); ++entry) {
-    if (!entry.value().isString()) return false;
-    into.insert(entry.key(), entry.value().toString());
-  }
-  return true;
-}
-
-std::optional<ManifestComponent> decodeComponent(const QJsonValue& value) {
-  if (!value.isObject()) return std::nullopt;
-  const QJsonObject object = value.toObject();
+ManifestComponent componentOf(const ComponentView& view) {
   ManifestComponent component;
-  const QJsonValue installed = object.value(QLatin1String("installedByTalvoren"));
-  if (!installed.isBool()) return std::nullopt;
-  component.installedByTalvoren = installed.toBool();
-  const bool complete = readText(object, QLatin1String("id"), component.id) &&
-                        readText(object, QLatin1String("kind"), component.kind) &&
-                        readText(object, QLatin1String("path"), component.path) &&
-                        readText(object, QLatin1String("status"), component.status) &&
-                        readText(object, QLatin1String("source"), component.source) &&
-                        readText(object, QLatin1String("removalGroup"), component.removalGroup) &&
-                        readDetails(object, component.details);
-  if (!complete) return std::nullopt;
+  component.id = textOf(view.id);
+  component.kind = textOf(view.kind);
+  component.path = textOf(view.path);
+  component.status = textOf(view.status);
+  component.source = textOf(view.source);
+  component.installedByTalvoren = view.installedByTalvoren;
+  component.removalGroup = textOf(view.removalGroup);
+  for (const auto& [key, value] : view.details) component.details.insert(textOf(key), textOf(value));
   return component;
 }
 
 }  // namespace
 
 std::optional<InstallManifest> decodeInstallManifest(const QByteArray& json) {
-  QJsonParseError error{};
-  const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-  if (error.error != QJsonParseError::NoError || !document.isObject()) return std::nullopt;
-  const QJsonValue components = document.object().value(QLatin1String("components"));
-  if (!components.isArray()) return std::nullopt;
-
   InstallManifest manifest;
-  const QJsonArray list = components.toArray();
-  manifest.components.reserve(size_t(list.size()));
+  const bool complete = readManifestComponents(
+      json, [&](const ComponentView& component) { manifest.components.push_back(componentOf(component)); });
   // All or nothing: one bad component and the manifest as a whole is unusable.
-  for (const QJsonValue& value : list) {
-    std::optional<ManifestComponent> component = decodeComponent(value);
-    if (!component) return std::nullopt;
-    manifest.components.push_back(std::move(*component));
-  }
+  if (!complete) return std::nullopt;
   return manifest;
 }

@@ -1,43 +1,52 @@
 #include "app/UninstallerApp.h"
+#include "manifest/ManifestJson.h"
 #include "manifest/ManifestPath.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <algorithm>
+#include <string>
 
 namespace {
 
+QString textOf(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
+
+// What becomes of a component once its path has not been handled before.
+enum class Handling { LeaveExternal, ReportRuntime, TrashIfSafe };
+
+// A component of a requested group, reduced to what its handling needs: a
+// manifest can list a million components, and only these few fields of a few
+// of them are ever used.
 struct PendingComponent {
-  const ManifestComponent* component;
+  QString label;
   ManifestPath path;
+  Handling handling;
 };
 
-std::vector<ManifestComponent> readComponents(Platform& platform, const QString& manifestPath) {
-  const std::optional<QByteArray> bytes = platform.readFile(manifestPath);
-  if (!bytes) return {};
-  std::optional<InstallManifest> manifest = decodeInstallManifest(*bytes);
-  return manifest ? std::move(manifest->components) : std::vector<ManifestComponent>{};
+Handling handlingOf(const ManifestComponent& component) {
+  const bool external = component.removalGroup == QLatin1String("speech-engine") ||
+                        component.kind == QLatin1String("speech-engine") ||
+                        component.removalGroup == QLatin1String("none");
+  if (external) return Handling::LeaveExternal;
+  if (component.kind == QLatin1String("bundled-runtime")) return Handling::ReportRuntime;
+  return Handling::TrashIfSafe;
 }
 
-bool isExternal(const ManifestComponent& component) {
-  return component.removalGroup == QLatin1String("speech-engine") ||
-         component.kind == QLatin1String("speech-engine") || component.removalGroup == QLatin1String("none");
-}
+// The requested groups, composed, as UTF-8: the manifest's group names are
+// compared in the bytes they are read in, and composed only when not ASCII.
+class GroupSet {
+ public:
+  explicit GroupSet(const QSet<QString>& groups) {
+    for (const QString& group : groups) composed_.push_back(compositionKey(group).toStdString());
+  }
 
-// The summary only looks at the shape: an object whose "components" is an
-// array of objects. What is inside each object does not matter here.
-std::optional<qsizetype> countComponentObjects(const QByteArray& bytes) {
-  QJsonParseError error{};
-  const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
-  if (error.error != QJsonParseError::NoError || !document.isObject()) return std::nullopt;
-  const QJsonValue components = document.object().value(QLatin1String("components"));
-  if (!components.isArray()) return std::nullopt;
-  const QJsonArray list = components.toArray();
-  const bool allObjects = std::all_of(list.begin(), list.end(), [](const QJsonValue& v) { return v.isObject(); });
-  return allObjects ? std::optional<qsizetype>(list.size()) : std::nullopt;
-}
+  bool contains(std::string_view group) const {
+    const bool ascii = std::all_of(group.begin(), group.end(), [](char c) { return (c & 0x80) == 0; });
+    const std::string composed = ascii ? std::string(group) : compositionKey(textOf(group)).toStdString();
+    return std::find(composed_.begin(), composed_.end(), composed) != composed_.end();
+  }
+
+ private:
+  std::vector<std::string> composed_;
+};
 
 // The app's own locations, composed once per call rather than per path.
 struct SafeLocations {
@@ -81,45 +90,70 @@ bool isSafeKey(const QByteArray& key, const SafeLocations& safe) {
 
 }  // namespace
 
+namespace {
+
+// Reads the manifest, keeping only the components of the requested groups
+// (a component of another group is passed over silently anyway). Nothing is
+// kept when any part of the manifest is unusable.
+std::vector<PendingComponent> pendingComponents(const UninstallerApp& app, const QSet<QString>& groups,
+                                                const QString& currentDirectory) {
+  const std::optional<QByteArray> bytes = app.platform().readFile(app.install().manifestPath());
+  if (!bytes) return {};
+  const GroupSet wanted(groups);
+  std::vector<PendingComponent> pending;
+  const bool complete = readManifestComponents(*bytes, [&](const ComponentView& view) {
+    if (!wanted.contains(view.removalGroup)) return;
+    ManifestComponent named;
+    named.id = textOf(view.id);
+    named.kind = textOf(view.kind);
+    named.removalGroup = textOf(view.removalGroup);
+    ManifestPath path = normaliseManifestPath(textOf(view.path), currentDirectory);
+    if (path.isEmpty()) return;
+    pending.push_back({app.manifestLabel(named), std::move(path), handlingOf(named)});
+  });
+  if (!complete) return {};
+  return pending;
+}
+
+}  // namespace
+
 void UninstallerApp::removeManifestComponents(const QSet<QString>& groups,
                                               const std::vector<ManifestFallback>& fallback, Report& report) {
   const QString currentDirectory = platform_.currentDirectory();
-  const std::vector<ManifestComponent> components = readComponents(platform_, install_.manifestPath());
-
-  // Each path is normalised once, here, so that sorting stays n log n.
-  std::vector<PendingComponent> pending;
-  pending.reserve(components.size());
-  for (const ManifestComponent& component : components)
-    pending.push_back({&component, normaliseManifestPath(component.path, currentDirectory)});
+  std::vector<PendingComponent> pending = pendingComponents(*this, groups, currentDirectory);
+  // Each path was normalised once, on reading, so that sorting stays n log n.
   std::stable_sort(pending.begin(), pending.end(),
                    [](const PendingComponent& a, const PendingComponent& b) { return isHandledBefore(a.path, b.path); });
-
-  QSet<QString> wantedGroups;
-  for (const QString& group : groups) wantedGroups.insert(group.normalized(QString::NormalizationForm_C));
   const SafeLocations safe = safeLocationsOf(install_);
 
   // A path is handled once per call, whatever came of it the first time.
   QSet<QByteArray> handled;
+  handled.reserve(qsizetype(pending.size() + fallback.size()));
   bool runtimeReported = false;
   for (const PendingComponent& entry : pending) {
-    const ManifestComponent& component = *entry.component;
-    if (!wantedGroups.contains(component.removalGroup.normalized(QString::NormalizationForm_C))) continue;
     const ManifestPath& path = entry.path;
-    if (path.isEmpty() || handled.contains(path.key)) continue;
+    if (handled.contains(path.key)) continue;
     handled.insert(path.key);
 
-    const QString label = manifestLabel(component);
-    if (isExternal(component)) {
-      report.skipped(label + QStringLiteral(": external Homebrew component left untouched (") + path.path +
-                     QLatin1Char(')'));
-    } else if (component.kind == QLatin1String("bundled-runtime")) {
-      // The runtime lives inside the app bundle and goes with it.
-      if (!runtimeReported) report.skipped(label + QStringLiteral(": removed with Talvoren.app"));
-      runtimeReported = true;
-    } else if (isSafeKey(path.key, safe)) {
-      trash(path.path, label, report);
-    } else {
-      report.skipped(label + QStringLiteral(": outside Talvoren uninstall scope (") + path.path + QLatin1Char(')'));
+    const QString& label = entry.label;
+    switch (entry.handling) {
+      case Handling::LeaveExternal:
+        report.skipped(label + QStringLiteral(": external Homebrew component left untouched (") + path.path +
+                       QLatin1Char(')'));
+        break;
+      case Handling::ReportRuntime:
+        // The runtime lives inside the app bundle and goes with it.
+        if (!runtimeReported) report.skipped(label + QStringLiteral(": removed with Talvoren.app"));
+        runtimeReported = true;
+        break;
+      case Handling::TrashIfSafe:
+        if (isSafeKey(path.key, safe)) {
+          trash(path.path, label, report);
+        } else {
+          report.skipped(label + QStringLiteral(": outside Talvoren uninstall scope (") + path.path +
+                         QLatin1Char(')'));
+        }
+        break;
     }
   }
 
@@ -147,7 +181,7 @@ QString UninstallerApp::manifestSummary() const {
   const QString& path = install_.manifestPath();
   if (!platform_.fileExists(path)) return text.notFound;
   const std::optional<QByteArray> bytes = platform_.readFile(path);
-  const std::optional<qsizetype> count = bytes ? countComponentObjects(*bytes) : std::nullopt;
+  const std::optional<qsizetype> count = bytes ? countManifestComponents(*bytes) : std::nullopt;
   if (!count) return path;
   return QString::number(*count) + QStringLiteral(" recorded components at ") + path;
 }
