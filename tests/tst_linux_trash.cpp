@@ -62,15 +62,10 @@ QByteArray nativeContents(const QByteArray& path) {
 // Sets an environment variable for one scope; a null value unsets it.
 struct ScopedVariable {
   const char* name;
-  QByteArray saved = qgetenv(name);
-  ScopedVariable(const char* variable, const QByteArray& value) : name(variable) {
-    if (value.isNull()) qunsetenv(name);
-    else qputenv(name, value);
-  }
-  ~ScopedVariable() {
-    if (saved.isNull()) qunsetenv(name);
-    else qputenv(name, saved);
-  }
+  QByteArray saved;
+  ScopedVariable(const char* variable, const QByteArray& value) : name(variable), saved(qgetenv(name)) { set(value); }
+  ~ScopedVariable() { set(saved); }
+  void set(const QByteArray& value) const { value.isNull() ? qunsetenv(name) : qputenv(name, value); }
 };
 
 }  // namespace
