@@ -43,11 +43,15 @@ TrashOutcome moveToTopDirectoryTrash(const QByteArray& path) {
   struct stat item {};
   if (::lstat(path.constData(), &item) != 0) return {false, errnoText(errno)};
   // The folder holding the item is resolved so that a linked folder leads to
-  // the file system where the item really lives.
+  // the file system where the item really lives; its device, not the item's,
+  // names that file system (a layered one may report a file's own layer).
   char* realParent = ::realpath(parentOf(path).constData(), nullptr);
   if (realParent == nullptr) return {false, errnoText(errno)};
-  const QByteArray top = topDirectoryOf(QByteArray(realParent), item.st_dev);
+  const QByteArray parent(realParent);
   std::free(realParent);
+  struct stat parentInfo {};
+  if (::stat(parent.constData(), &parentInfo) != 0) return {false, errnoText(errno)};
+  const QByteArray top = topDirectoryOf(parent, parentInfo.st_dev);
 
   const QByteArray uid = QByteArray::number(::getuid());
   std::optional<TrashFolder> trash = sharedTrash(top, uid);

@@ -52,9 +52,12 @@ TrashOutcome LinuxPlatform::moveToTrash(const QString& path) {
 
   // Only a rename ever moves an item, never a copy: one on another file
   // system than the home trash goes to the trash at that file system's top,
-  // and a home trash that cannot be used never spills into another.
+  // and a home trash that cannot be used never spills into another. The
+  // folder holding the item tells its file system, since a file on a layered
+  // file system may report the device of the layer it comes from.
   const QByteArray trashPath = homeTrashPath();
-  if (itemInfo.st_dev != deviceOf(trashPath)) return moveToTopDirectoryTrash(item);
+  if (deviceOf(item.left(std::max<qsizetype>(item.lastIndexOf('/'), 1))) != deviceOf(trashPath))
+    return moveToTopDirectoryTrash(item);
   const qsizetype slash = trashPath.lastIndexOf('/');
   std::optional<TrashFolder> trash;
   if (makeFolders(trashPath.left(slash), 0700)) trash = prepareTrashFolder(trashPath);
