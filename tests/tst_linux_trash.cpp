@@ -1,9 +1,11 @@
-// The Linux move to the Trash on real files in a throwaway home, checked
-// against the freedesktop.org Trash layout and against an independent tool
-// (trash-cli). Other file systems are tmpfs mounts made inside this process's
-// own mount namespace, so nothing is ever mounted on the host.
+// The Linux file operations and move to the Trash on real files in a
+// throwaway home, checked against the freedesktop.org Trash layout and against
+// an independent tool (trash-cli). Other file systems are tmpfs mounts made
+// inside this process's own mount namespace, so nothing is ever mounted on the
+// host.
 #include "app/UninstallerApp.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/NativePath.h"
 
 #include <QApplication>
 #include <QDir>
@@ -13,6 +15,11 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -45,6 +52,21 @@ bool mountAt(const QString& where, bool sameDevice = false) {
   return QDir().mkpath(where) && (sameDevice ? ::mount(path.constData(), path.constData(), nullptr, MS_BIND, nullptr)
                                              : ::mount("tmpfs", path.constData(), "tmpfs", 0, "mode=0755")) == 0;
 }
+
+QByteArray nativeContents(const QByteArray& path) {
+  QFile file;
+  const int fd = ::open(path.constData(), O_RDONLY | O_NONBLOCK);
+  return fd >= 0 && file.open(fd, QIODevice::ReadOnly, QFile::AutoCloseHandle) ? file.readAll() : "<missing>";
+}
+
+// Sets an environment variable for one scope; a null value unsets it.
+struct ScopedVariable {
+  const char* name;
+  QByteArray saved;
+  ScopedVariable(const char* variable, const QByteArray& value) : name(variable), saved(qgetenv(name)) { set(value); }
+  ~ScopedVariable() { set(saved); }
+  void set(const QByteArray& value) const { value.isNull() ? qunsetenv(name) : qputenv(name, value); }
+};
 
 }  // namespace
 
@@ -120,6 +142,166 @@ class LinuxTrashTest : public QObject {
     QVERIFY(!runTrashCli("trash-list").contains(restored));
   }
 
+  // Native names that are not UTF-8 keep their exact bytes both ways; valid
+  // UTF-8 reads as its characters.
+  void nativeNamesRoundTrip_data() {
+    QTest::addColumn<QByteArray>("native");
+    QTest::addColumn<QString>("decoded");
+    QTest::newRow("UTF-8, two to four bytes") << QByteArray("\xc3\xa9\xe6\xbc\xa2\xf0\x9f\x98\x80")
+                                              << QString::fromUtf8("\xc3\xa9\xe6\xbc\xa2\xf0\x9f\x98\x80");
+    QTest::newRow("Latin-1") << QByteArray("caf\xe9") << QString::fromUtf16(u"caf\xDCE9");
+    QTest::newRow("overlong slash") << QByteArray("\xc0\xaf") << QString::fromUtf16(u"\xDCC0\xDCAF");
+    QTest::newRow("encoded surrogate") << QByteArray("\xed\xa0\x80") << QString::fromUtf16(u"\xDCED\xDCA0\xDC80");
+    QTest::newRow("beyond U+10FFFF") << QByteArray("\xf4\x90\x80\x80")
+                                     << QString::fromUtf16(u"\xDCF4\xDC90\xDC80\xDC80");
+    QTest::newRow("cut short, then ASCII") << QByteArray("\xe2\x82/a") << QString::fromUtf16(u"\xDCE2\xDC82/a");
+  }
+  void nativeNamesRoundTrip() {
+    QFETCH(QByteArray, native);
+    QFETCH(QString, decoded);
+    QCOMPARE(decodeNativePath(native), decoded);
+    QCOMPARE(encodeNativePath(decoded), std::optional<QByteArray>(native));
+  }
+
+  // A path the file system cannot hold exactly names nothing, whatever its
+  // cut or re-encoded form would name: no operation reaches that item.
+  void pathsWithoutAnExactNativeFormNameNothing_data() {
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("bystander");  // what the path would be taken for
+    QTest::newRow("NUL inside a name") << QStringLiteral("Talvoren.app.bak\0.app") << "Talvoren.app.bak";
+    QTest::newRow("NUL as the last name") << QStringLiteral("Support/\0") << "Support";
+    QTest::newRow("escapes spelling UTF-8") << QString::fromUtf16(u"Ren\xDCC3\xDCA9" u"e") << "Ren\u00e9e";
+    QTest::newRow("unpaired surrogate") << QString::fromUtf16(u"x\xD800") << "x?";
+  }
+  void pathsWithoutAnExactNativeFormNameNothing() {
+    QFETCH(QString, path);
+    QFETCH(QString, bystander);
+    path.prepend(home_ + "/");
+    makeFile(home_ + "/" + bystander + "/inner", "kept");
+    QVERIFY(!platform_.fileExists(path));
+    QVERIFY(!platform_.readFile(path));
+    QVERIFY(!platform_.appendToFile(path, "x") && !platform_.writeFile(path, "x"));
+    QVERIFY(!platform_.createDirectories(path + "/deeper"));
+    UninstallerApp app(platform_);
+    Report report;
+    app.trash(path, "Item", report);
+    QCOMPARE(report.lines, QStringList{"[Skipped] Item: not found"});
+    QVERIFY(!platform_.moveToTrash(path).moved);
+    QCOMPARE(readAll(home_ + "/" + bystander + "/inner"), QByteArray("kept"));
+    QCOMPARE(QDir(home_ + "/" + bystander).count(), 3u);
+  }
+
+  // Opening never waits for a partner, only regular files are read or
+  // written, and no read goes past the limit.
+  void nothingWaitsNorRunsAway_data() {
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<bool>("readable");
+    QTest::addColumn<int>("writes");  // -1 not tried, 0 refused, 1 done
+    QTest::newRow("FIFO without a partner") << "fifo" << false << 0;
+    QTest::newRow("FIFO with a partner") << "fifo+partner" << false << 0;
+    QTest::newRow("one byte over the read limit") << "sparse" << false << -1;
+    QTest::newRow("endless file that claims to be regular") << "pagemap" << false << -1;
+    QTest::newRow("regular file") << "regular" << true << 1;
+  }
+  void nothingWaitsNorRunsAway() {
+    QFETCH(QString, kind);
+    QFETCH(bool, readable);
+    QFETCH(int, writes);
+    const QString path = home_ + "/subject";
+    const QByteArray native = QFile::encodeName(path);
+    int partner = -1;
+    if (kind.startsWith("fifo")) QVERIFY(::mkfifo(native.constData(), 0600) == 0);
+    if (kind == "fifo+partner") QVERIFY((partner = ::open(native.constData(), O_RDWR | O_NONBLOCK)) >= 0);
+    if (kind == "sparse") makeFile(path);
+    if (kind == "sparse") QVERIFY(::truncate(native.constData(), kReadFileLimit + 1) == 0);
+    if (kind == "pagemap") QVERIFY(QFile::link("/proc/self/pagemap", path));
+    if (kind == "regular") makeFile(path, QByteArray(100, 'r'));
+
+    ::alarm(20);  // a wait for a partner ends the suite instead of hanging it
+    const std::optional<QByteArray> contents = platform_.readFile(path);
+    QCOMPARE(contents.has_value(), readable);
+    if (readable) {
+      QCOMPARE(*contents, QByteArray(100, 'r'));
+      QVERIFY(contents->capacity() - contents->size() >= kReadFilePadding);
+    }
+    if (writes >= 0) {
+      QCOMPARE(platform_.appendToFile(path, "a"), bool(writes));
+      QCOMPARE(platform_.writeFile(path, "w"), bool(writes));
+    }
+    ::alarm(0);
+    if (partner >= 0) {
+      char byte = 0;
+      QCOMPARE(::read(partner, &byte, 1), ssize_t(-1));  // nothing was written into the pipe
+      ::close(partner);
+    }
+    if (writes == 1) QCOMPARE(readAll(path), QByteArray("w"));
+  }
+
+  // The one home, even when $HOME is not usable or not UTF-8: the
+  // locations, the log and the trash are all in that real folder, and the
+  // restore information names the item's exact bytes.
+  void everythingHappensInTheOneHome_data() {
+    QTest::addColumn<QByteArray>("variable");
+    QTest::newRow("not UTF-8") << QFile::encodeName(home_) + "/h\xff\xfe";
+    QTest::newRow("relative") << QByteArray("relative/home");
+    QTest::newRow("empty") << QByteArray("");
+  }
+  void everythingHappensInTheOneHome() {
+    QFETCH(QByteArray, variable);
+    QByteArray home = variable;
+    if (!home.startsWith('/')) {
+      if (!gIsolated) QSKIP("needs a private mount namespace (root) to stand in for the account's home");
+      home = ::getpwuid(::getuid())->pw_dir;
+      QVERIFY(mountAt(QFile::decodeName(home)));  // the account's home, seen by this process alone
+    }
+    QVERIFY(::mkdir(home.constData(), 0700) == 0 || errno == EEXIST);
+    const ScopedVariable homeVariable("HOME", variable);
+    const ScopedVariable dataHome("XDG_DATA_HOME", QByteArray());
+    LinuxPlatform platform;
+    UninstallerApp app(platform);
+    const QString item = platform.homeDirectory() + "/Library/item";
+    QVERIFY(platform.createDirectories(item) && platform.writeFile(item + "/data", "d"));
+    Report report;
+    app.trash(item, "Item", report);
+    QCOMPARE(report.lines, QStringList{"[OK] Item: moved to Trash"});
+
+    const QByteArray trash = home + "/.local/share/Trash";
+    QCOMPARE(nativeContents(trash + "/files/item/data"), QByteArray("d"));
+    const QByteArray info = nativeContents(trash + "/info/item.trashinfo");
+    QVERIFY2(info.contains("\nPath=" + (home + "/Library/item").toPercentEncoding("/") + '\n'), info.constData());
+    QVERIFY(nativeContents(home + "/Library/Logs/Talvoren-Uninstaller.log").contains("Item: moved to Trash from "));
+    if (!variable.startsWith('/')) {
+      QVERIFY(::umount(home.constData()) == 0);
+      return;
+    }
+    QVERIFY(!QFileInfo::exists(QFile::decodeName(home)));  // no second, re-encoded home beside the real one
+    QCOMPARE(std::system("rm -rf -- '" + home_.toUtf8() + "/h'*"), 0);  // Qt cannot remove what it cannot name
+  }
+
+  // A home whose file system is full: the information file cannot be
+  // written, so nothing moves, nothing half-written stays, and the move fails.
+  void fullHomeLeavesTheItemInPlace() {
+    if (!gIsolated) QSKIP("needs a private mount namespace (root)");
+    const QByteArray native = QFile::encodeName(home_);
+    QVERIFY(::mount("tmpfs", native.constData(), "tmpfs", 0, "size=64k,mode=0755") == 0);
+    makeFile(home_ + "/first");
+    makeFile(home_ + "/second");
+    QVERIFY(platform_.moveToTrash(home_ + "/first").moved);  // the trash's folders now exist
+    QFile filler(home_ + "/filler");
+    QVERIFY(filler.open(QIODevice::WriteOnly));
+    while (filler.write(QByteArray(4096, 'f')) > 0 && filler.flush()) {
+    }
+    filler.close();
+
+    const TrashOutcome outcome = platform_.moveToTrash(home_ + "/second");
+    QVERIFY(!outcome.moved);
+    QVERIFY2(outcome.error.contains(::strerror(ENOSPC)), qPrintable(outcome.error));
+    QCOMPARE(readAll(home_ + "/second"), QByteArray("x"));
+    QCOMPARE(QDir(trash_ + "/info").entryList(QDir::Files), QStringList{"first.trashinfo"});
+    QCOMPARE(QDir(trash_ + "/files").entryList(QDir::Files), QStringList{"first"});
+    QVERIFY(::umount(native.constData()) == 0);
+  }
+
   void otherFileSystemUsesItsTopDirectoryTrash() {
     if (!gIsolated) QSKIP("needs a private mount namespace (root)");
     const QString volume = home_ + "/volume";
@@ -159,7 +341,7 @@ class LinuxTrashTest : public QObject {
 
   // Neither the trash nor the fallback can move an item on a read-only mount,
   // whether a file system of its own or a view of the home's own device (where
-  // GLib's answer must stand, with no copy and no other trash tried).
+  // the home trash's answer must stand, with no copy and no other trash tried).
   void bothWaysFailing_data() {
     QTest::addColumn<bool>("homeDevice");
     QTest::newRow("read-only file system") << false;
@@ -194,17 +376,11 @@ class LinuxTrashTest : public QObject {
   }
 };
 
-// GLib's trash leaks a short message on one of its failure paths (the
-// read-only cases above); the shared suppression only matches with the slower
-// unwinder, which is the default for this suite alone.
-extern "C" const char* __asan_default_options() { return "fast_unwind_on_malloc=0"; }
-
 int main(int argc, char** argv) {
   // A mount namespace of our own, with nothing propagating back to the host,
   // before any thread exists.
   gIsolated = ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-  // GLib reads the home and data folders once per process, so they are set
-  // before anything can ask.
+  // The home and data folders are set before anything can ask.
   QTemporaryDir root;
   if (!root.isValid()) return 1;
   qputenv("HOME", QFile::encodeName(root.path() + "/home"));

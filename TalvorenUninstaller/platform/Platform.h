@@ -59,6 +59,14 @@ class InputSource {
   virtual bool isEnabled() = 0;
 };
 
+// The most that readFile returns: a larger file counts as unreadable. It
+// admits an install manifest of 1,000,000 components (about 220 MB) and stops
+// a file that claims to be regular but never ends.
+inline constexpr qsizetype kReadFileLimit = qsizetype(256) << 20;
+// readFile leaves at least this many bytes of spare capacity after the data,
+// so that a parser reading in wide blocks can work on the buffer in place.
+inline constexpr qsizetype kReadFilePadding = 64;
+
 using RunningApplicationList = std::vector<std::shared_ptr<RunningApplication>>;
 using InputSourceList = std::vector<std::shared_ptr<InputSource>>;
 
@@ -71,6 +79,8 @@ class Platform {
   virtual ~Platform() = default;
 
   // --- Files -------------------------------------------------------------
+  // A path that the file system cannot hold exactly (one with U+0000, say)
+  // names nothing: it does not exist and every operation on it fails.
   // The running user's home folder: absolute, no trailing "/" (unless "/").
   virtual QString homeDirectory() = 0;
   // The process's current folder, against which relative paths are resolved.
@@ -81,15 +91,20 @@ class Platform {
   // Creates `path` and any missing folders above it; false when it could not
   // (including when something that is not a folder is in the way).
   virtual bool createDirectories(const QString& path) = 0;
-  // The whole file, or nothing when it is missing or cannot be read.
+  // The whole file, or nothing when it is missing, is not a regular file,
+  // holds more than kReadFileLimit bytes or cannot be read. The result has
+  // kReadFilePadding bytes of spare capacity after its data.
   virtual std::optional<QByteArray> readFile(const QString& path) = 0;
   // Adds `bytes` at the end of the file in one write, creating the file if
-  // needed; earlier bytes are never rewritten.
+  // needed; earlier bytes are never rewritten. Only a regular file (or none)
+  // is written to, and nothing ever waits for a reader.
   virtual bool appendToFile(const QString& path, const QByteArray& bytes) = 0;
-  // Replaces the file's contents with `bytes`, creating it if needed.
+  // Replaces the file's contents with `bytes`, creating it if needed; only
+  // a regular file (or none), as for appendToFile.
   virtual bool writeFile(const QString& path, const QByteArray& bytes) = 0;
   // Moves the item (a folder whole) into the user's Trash, where it can be
-  // restored from.
+  // restored from: `moved` only once the item is there with complete
+  // restore information; otherwise it stays where it was.
   virtual TrashOutcome moveToTrash(const QString& path) = 0;
 
   // --- Processes and time -------------------------------------------------

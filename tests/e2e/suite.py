@@ -82,12 +82,7 @@ class Case(unittest.TestCase):
     def run_file(self, case):
         with open(os.path.join(HERE, "cases", "fragments.json"), encoding="utf-8") as shared:
             case = expand(case, json.load(shared))
-        if "fails_until_fixed" not in case:
-            return self.run_case(case)
-        # A known fault, not fixed yet: the case has to fail, and for that reason.
-        with self.assertRaises(AssertionError, msg="it passes now: drop \"fails_until_fixed\"") as failure:
-            self.run_case(case)
-        self.assertIn(case["fails_until_fixed"], str(failure.exception))
+        self.run_case(case)
 
     def run_case(self, case):
         install = case.get("install", {})

@@ -6,7 +6,9 @@
 // follows: the Trash is the freedesktop.org Trash, a running application is a
 // process of this user whose executable lies inside an ".app" bundle with an
 // Info.plist, and the program's bundle is the folder that holds its
-// executable. Definitions are split by area into *_linux.cpp files.
+// executable. Definitions are split by area into *_linux.cpp files. Every
+// path crosses to the system through NativePath.h, and the home is decided
+// once per platform object.
 class LinuxPlatform final : public Platform {
  public:
   QString homeDirectory() override;
@@ -48,4 +50,9 @@ class LinuxPlatform final : public Platform {
                const QString& cancelTitle) override;
   void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QString& informativeText,
                       const QString& buttonTitle) override;
+
+ private:
+  QByteArray homeTrashPath();
+
+  std::optional<QString> home_;
 };

@@ -1,11 +1,16 @@
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/NativePath.h"
 
 #include <QCoreApplication>
 #include <QFileIconProvider>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QIcon>
-#include <QImageReader>
+
+#include <algorithm>
+#include <climits>
+
+#include <unistd.h>
 
 namespace {
 
@@ -21,22 +26,31 @@ QImage imageOf(const QIcon& icon) {
 
 // The folder that holds the executable stands in for the bundle, and the
 // program's resources are installed beside the executable.
-QString LinuxPlatform::bundlePath() { return QCoreApplication::applicationDirPath(); }
+QString LinuxPlatform::bundlePath() {
+  char target[PATH_MAX];
+  const ssize_t length = ::readlink("/proc/self/exe", target, sizeof target);
+  if (length <= 0 || static_cast<std::size_t>(length) >= sizeof target) return QCoreApplication::applicationDirPath();
+  const QByteArray executable(target, static_cast<qsizetype>(length));
+  return decodeNativePath(executable.left(std::max<qsizetype>(executable.lastIndexOf('/'), 1)));
+}
 
 std::optional<QString> LinuxPlatform::bundleShortVersion() { return QStringLiteral(TALVOREN_VERSION); }
 
 std::optional<QString> LinuxPlatform::bundleResourcePath(const QString& name, const QString& extension) {
   const QString path = bundlePath() + QLatin1Char('/') + name + QLatin1Char('.') + extension;
-  if (!QFileInfo::exists(path)) return std::nullopt;
+  if (!fileExists(path)) return std::nullopt;
   return path;
 }
 
 QImage LinuxPlatform::loadImage(const QString& path) {
-  QImageReader reader(path);
-  return reader.read();
+  const std::optional<QByteArray> contents = readFile(path);
+  return contents ? QImage::fromData(*contents) : QImage();
 }
 
 QImage LinuxPlatform::iconForFile(const QString& path) {
+  // The desktop's icon lookup goes by Qt's own path encoding: a path without
+  // an exact native form gets no icon rather than another item's.
+  if (!encodeNativePath(path)) return {};
   const QFileIconProvider provider;
   return imageOf(provider.icon(QFileInfo(path)));
 }

@@ -1,9 +1,8 @@
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/NativeFiles.h"
+#include "platform/linux/NativePath.h"
 
-#include <QDir>
-#include <QFile>
-
-#include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -11,89 +10,70 @@
 
 namespace {
 
-QByteArray nativePath(const QString& path) { return QFile::encodeName(path); }
-
-QString withoutTrailingSlashes(QString path) {
-  while (path.size() > 1 && path.endsWith(QLatin1Char('/'))) path.chop(1);
+QByteArray withoutTrailingSlashes(QByteArray path) {
+  while (path.size() > 1 && path.endsWith('/')) path.chop(1);
   return path;
 }
 
-// Writes all of `bytes`; a regular file takes them in one write, the loop only
-// covers an interrupted or short write.
-bool writeAll(int fd, const QByteArray& bytes) {
-  const char* data = bytes.constData();
-  qsizetype left = bytes.size();
-  while (left > 0) {
-    const ssize_t written = ::write(fd, data, static_cast<size_t>(left));
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    data += written;
-    left -= written;
-  }
-  return true;
+// $HOME wins when it is usable, which is also how a throwaway home is given
+// to the program; otherwise the account's own entry.
+QByteArray nativeHome() {
+  const QByteArray fromEnvironment = qgetenv("HOME");
+  if (fromEnvironment.startsWith('/')) return withoutTrailingSlashes(fromEnvironment);
+  if (const passwd* entry = ::getpwuid(::getuid()); entry != nullptr && entry->pw_dir != nullptr)
+    return withoutTrailingSlashes(entry->pw_dir);
+  return "/";
 }
 
-bool writeToNewDescriptor(const QString& path, int flags, const QByteArray& bytes) {
-  const int fd = ::open(nativePath(path).constData(), flags | O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+bool writeToRegularFile(const QString& path, int flags, const QByteArray& bytes) {
+  const std::optional<QByteArray> native = encodeNativePath(path);
+  if (!native) return false;
+  const int fd = openRegularFile(*native, flags | O_WRONLY | O_CREAT);
   if (fd < 0) return false;
-  const bool written = writeAll(fd, bytes);
+  const bool written = writeAll(fd, bytes) == 0;
   return ::close(fd) == 0 && written;
 }
 
 }  // namespace
 
 QString LinuxPlatform::homeDirectory() {
-  // $HOME wins when it is usable, which is also how a throwaway home is given
-  // to the program; otherwise the account's own entry.
-  const QByteArray fromEnvironment = qgetenv("HOME");
-  if (fromEnvironment.startsWith('/')) return withoutTrailingSlashes(QFile::decodeName(fromEnvironment));
-  if (const passwd* entry = ::getpwuid(::getuid()); entry != nullptr && entry->pw_dir != nullptr)
-    return withoutTrailingSlashes(QFile::decodeName(entry->pw_dir));
-  return QStringLiteral("/");
+  // Decided once, so that the locations, the log and the trash all agree on
+  // one home whatever happens to the environment later.
+  if (!home_) home_ = decodeNativePath(nativeHome());
+  return *home_;
 }
 
-QString LinuxPlatform::currentDirectory() { return QDir::currentPath(); }
+QString LinuxPlatform::currentDirectory() {
+  char* folder = ::getcwd(nullptr, 0);
+  if (folder == nullptr) return {};
+  const QString decoded = decodeNativePath(folder);
+  std::free(folder);
+  return decoded;
+}
 
 bool LinuxPlatform::fileExists(const QString& path) {
+  const std::optional<QByteArray> native = encodeNativePath(path);
   struct stat info {};
-  return !path.isEmpty() && ::stat(nativePath(path).constData(), &info) == 0;
+  return native && !native->isEmpty() && ::stat(native->constData(), &info) == 0;
 }
 
-bool LinuxPlatform::createDirectories(const QString& path) { return QDir().mkpath(path); }
+bool LinuxPlatform::createDirectories(const QString& path) {
+  const std::optional<QByteArray> native = encodeNativePath(path);
+  return native && makeFolders(*native, 0777);
+}
 
 std::optional<QByteArray> LinuxPlatform::readFile(const QString& path) {
-  const int fd = ::open(nativePath(path).constData(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return std::nullopt;
-  struct stat info {};
-  // Only regular files: a folder cannot be read, and a pipe could block forever.
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-    ::close(fd);
-    return std::nullopt;
-  }
-  QByteArray contents;
-  char buffer[65536];
-  for (;;) {
-    const ssize_t got = ::read(fd, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      ::close(fd);
-      return std::nullopt;
-    }
-    if (got == 0) break;
-    contents.append(buffer, got);
-  }
-  ::close(fd);
-  return contents;
+  const std::optional<QByteArray> native = encodeNativePath(path);
+  if (!native) return std::nullopt;
+  return readRegularFile(*native);
 }
 
 bool LinuxPlatform::appendToFile(const QString& path, const QByteArray& bytes) {
   // O_APPEND puts every write at the end atomically, so two uninstallers
   // logging at once never interleave inside a line.
-  return writeToNewDescriptor(path, O_APPEND, bytes);
+  return writeToRegularFile(path, O_APPEND, bytes);
 }
 
 bool LinuxPlatform::writeFile(const QString& path, const QByteArray& bytes) {
-  return writeToNewDescriptor(path, O_TRUNC, bytes);
+  return writeToRegularFile(path, O_TRUNC, bytes);
 }

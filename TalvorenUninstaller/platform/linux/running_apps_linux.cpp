@@ -1,21 +1,22 @@
 #include "platform/linux/InfoPlist.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/NativeFiles.h"
 #include "platform/linux/PidfdRunningApplication.h"
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QHash>
 
 #include <algorithm>
 #include <climits>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-const QString kBundleSuffix = QStringLiteral(".app");
-const QString kInfoPlist = QStringLiteral("/Contents/Info.plist");
+constexpr char kBundleSuffix[] = ".app";
+constexpr char kInfoPlist[] = "/Contents/Info.plist";
 const QString kBundleIdentifierKey = QStringLiteral("CFBundleIdentifier");
 
 // Every process now running, in ascending order of id.
@@ -48,21 +49,25 @@ std::optional<uid_t> realUserId(pid_t pid) {
   return std::nullopt;
 }
 
-// Where the process's executable lies; empty for a zombie or when the system
-// does not tell.
-QString executablePath(pid_t pid) {
-  const QByteArray link = QStringLiteral("/proc/%1/exe").arg(pid).toLocal8Bit();
+// Where the process's executable lies, as the system names it; empty for a
+// zombie or when the system does not tell.
+QByteArray executablePath(pid_t pid) {
+  const QByteArray link = "/proc/" + QByteArray::number(pid) + "/exe";
   char target[PATH_MAX];
   const ssize_t length = ::readlink(link.constData(), target, sizeof target);
   if (length <= 0 || static_cast<std::size_t>(length) >= sizeof target) return {};
-  return QFile::decodeName(QByteArray(target, static_cast<qsizetype>(length)));
+  return QByteArray(target, static_cast<qsizetype>(length));
 }
 
+QByteArray parentOf(const QByteArray& path) { return path.left(std::max<qsizetype>(path.lastIndexOf('/'), 0)); }
+
 // The innermost folder around the executable that is an application bundle:
-// its name ends in ".app" and it holds Contents/Info.plist.
-QString enclosingBundle(const QString& executable) {
-  for (QString folder = QFileInfo(executable).path(); folder.size() > 1; folder = QFileInfo(folder).path()) {
-    if (folder.endsWith(kBundleSuffix) && QFileInfo::exists(folder + kInfoPlist)) return folder;
+// its name ends in ".app" and it holds Contents/Info.plist. Native bytes all
+// the way, so a bundle whose path is not UTF-8 is still read at its own path.
+QByteArray enclosingBundle(const QByteArray& executable) {
+  struct stat info {};
+  for (QByteArray folder = parentOf(executable); folder.size() > 1; folder = parentOf(folder)) {
+    if (folder.endsWith(kBundleSuffix) && ::stat((folder + kInfoPlist).constData(), &info) == 0) return folder;
   }
   return {};
 }
@@ -71,20 +76,19 @@ QString enclosingBundle(const QString& executable) {
 // read its Info.plist once per listing.
 class BundleIdentifiers {
  public:
-  std::optional<QString> ofExecutable(const QString& executable) {
-    const QString bundle = enclosingBundle(executable);
+  std::optional<QString> ofExecutable(const QByteArray& executable) {
+    const QByteArray bundle = enclosingBundle(executable);
     if (bundle.isEmpty()) return std::nullopt;
     const auto known = identifiers_.constFind(bundle);
     if (known != identifiers_.constEnd()) return *known;
-    QFile plist(bundle + kInfoPlist);
     std::optional<QString> identifier;
-    if (plist.open(QIODevice::ReadOnly)) identifier = infoPlistString(plist.readAll(), kBundleIdentifierKey);
+    if (const auto plist = readRegularFile(bundle + kInfoPlist)) identifier = infoPlistString(*plist, kBundleIdentifierKey);
     identifiers_.insert(bundle, identifier);
     return identifier;
   }
 
  private:
-  QHash<QString, std::optional<QString>> identifiers_;
+  QHash<QByteArray, std::optional<QString>> identifiers_;
 };
 
 }  // namespace
@@ -99,7 +103,7 @@ RunningApplicationList LinuxPlatform::runningApplications(const QString& bundleI
     std::unique_ptr<PidfdRunningApplication> process = PidfdRunningApplication::open(pid);
     if (!process) continue;
     if (realUserId(pid) != currentUser) continue;
-    const QString executable = executablePath(pid);
+    const QByteArray executable = executablePath(pid);
     if (executable.isEmpty() || process->isTerminated()) continue;
     if (identifiers.ofExecutable(executable) != bundleIdentifier) continue;
     instances.push_back(std::move(process));

@@ -1,46 +1,68 @@
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/NativeFiles.h"
+#include "platform/linux/NativePath.h"
 #include "platform/linux/TopDirectoryTrash.h"
+#include "platform/linux/TrashFolder.h"
 
-#include <QFile>
-#include <QFileInfo>
-
-#include <gio/gio.h>
-
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
-QString oneLine(QString message) {
-  message.replace(QLatin1Char('\n'), QLatin1Char(' '));
-  return message;
+// The item's absolute native path, with no trailing "/" that would hide its
+// name.
+QByteArray absoluteNative(QByteArray path) {
+  if (!path.startsWith('/')) {
+    char* folder = ::getcwd(nullptr, 0);
+    path = QByteArray(folder != nullptr ? folder : "") + '/' + path;
+    std::free(folder);
+  }
+  while (path.size() > 1 && path.endsWith('/')) path.chop(1);
+  return path;
 }
 
-bool onOtherDeviceThanHome(const QByteArray& item, const QByteArray& home) {
-  struct stat itemInfo {};
-  struct stat homeInfo {};
-  return ::lstat(item.constData(), &itemInfo) == 0 && ::stat(home.constData(), &homeInfo) == 0 &&
-         itemInfo.st_dev != homeInfo.st_dev;
+// The device the home trash is on, or would be once made: that of its
+// nearest folder that exists.
+dev_t deviceOf(QByteArray path) {
+  struct stat info {};
+  while (::stat(path.constData(), &info) != 0 && path.size() > 1)
+    path.truncate(std::max<qsizetype>(path.lastIndexOf('/'), 1));
+  return info.st_dev;
 }
 
 }  // namespace
 
+// The home trash follows the freedesktop.org rules in the program's one
+// home, so it is the same home that every location is built from.
+QByteArray LinuxPlatform::homeTrashPath() {
+  const QByteArray dataHome = qgetenv("XDG_DATA_HOME");
+  if (dataHome.startsWith('/')) return dataHome + "/Trash";
+  return encodeNativePath(homeDirectory()).value_or(QByteArray()) + "/.local/share/Trash";
+}
+
 TrashOutcome LinuxPlatform::moveToTrash(const QString& path) {
-  const QByteArray nativePath = QFile::encodeName(path);
-  GFile* file = g_file_new_for_path(nativePath.constData());
-  GError* error = nullptr;
-  const bool moved = g_file_trash(file, nullptr, &error);
-  g_object_unref(file);
-  if (moved) return {true, {}};
+  const std::optional<QByteArray> native = encodeNativePath(path);
+  if (!native || native->isEmpty()) return {false, errnoText(ENOENT)};
+  const QByteArray item = absoluteNative(*native);
+  struct stat itemInfo {};
+  if (::lstat(item.constData(), &itemInfo) != 0) return {false, errnoText(errno)};
 
-  const bool unsupported = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NOT_SUPPORTED);
-  const QString reason = oneLine(QString::fromUtf8(error->message));
-  g_error_free(error);
-
-  // GLib refuses file systems that it counts as the system's own, tmpfs among
-  // them, although the freedesktop.org rules give every mounted file system a
-  // trash at its top. Those items get that trash from us, still by a rename:
-  // nothing is ever copied across devices. Items on the home's own device
-  // stay GLib's alone, so a failing home trash never spills into the root.
-  if (!unsupported || !onOtherDeviceThanHome(nativePath, QFile::encodeName(homeDirectory()))) return {false, reason};
-  return moveToTopDirectoryTrash(QFile::encodeName(QFileInfo(path).absoluteFilePath()));
+  // Only a rename ever moves an item, never a copy: one on another file
+  // system than the home trash goes to the trash at that file system's top,
+  // and a home trash that cannot be used never spills into another. The
+  // folder holding the item tells its file system, since a file on a layered
+  // file system may report the device of the layer it comes from.
+  const QByteArray trashPath = homeTrashPath();
+  if (deviceOf(item.left(std::max<qsizetype>(item.lastIndexOf('/'), 1))) != deviceOf(trashPath))
+    return moveToTopDirectoryTrash(item);
+  const qsizetype slash = trashPath.lastIndexOf('/');
+  std::optional<TrashFolder> trash;
+  if (makeFolders(trashPath.left(slash), 0700)) trash = prepareTrashFolder(trashPath);
+  if (!trash)
+    return {false, QStringLiteral("No usable trash folder at ") + decodeNativePath(trashPath) + QStringLiteral(": ") +
+                       errnoText(errno)};
+  return moveIntoTrashFolder(*trash, item);
 }

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <optional>
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+// File operations on native paths (see NativePath.h) that never wait: every
+// open is non-blocking, so a FIFO or a device cannot stall the window.
+
+// Opens `path` with `flags` (plus O_NONBLOCK, O_NOCTTY and O_CLOEXEC) and
+// keeps it only when it is a regular file; -1 with errno set otherwise. On
+// success `info`, when given, describes the file.
+int openRegularFile(const QByteArray& path, int flags, struct stat* info = nullptr);
+
+// The whole regular file, at most kReadFileLimit bytes, with kReadFilePadding
+// bytes of spare capacity after the data; nothing otherwise.
+std::optional<QByteArray> readRegularFile(const QByteArray& path);
+
+// Writes all of `bytes` to `fd`; 0, or the errno of the failed write.
+int writeAll(int fd, const QByteArray& bytes);
+
+// Creates the folder `path` and any missing folders above it with `mode`;
+// true when a folder stands at `path` afterwards.
+bool makeFolders(const QByteArray& path, mode_t mode);
