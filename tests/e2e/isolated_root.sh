@@ -136,7 +136,12 @@ outside() {
 
   local scratch status=0
   scratch=$(mktemp -d "$parent/talvoren-root.XXXXXX") || die "cannot create a scratch folder in $parent"
-  unshare --mount --pid --fork --mount-proc --propagation private \
+  # A network namespace of its own keeps abstract sockets, such as those of
+  # an X server started inside, apart from any other isolated root running at
+  # the same time; a shared display may need the host's network.
+  local network=--net
+  [ "$display" = yes ] && network=
+  unshare --mount --pid $network --fork --mount-proc --propagation private \
     "$0" --inside "$scratch" "$on_disk" "$display" "$carried" "$@" || status=$?
   # On disk the overlay's layers stay behind once unmounted; in a tmpfs they
   # went with it and only the empty mount point is left.
