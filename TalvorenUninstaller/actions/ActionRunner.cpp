@@ -20,9 +20,8 @@ void UninstallerApp::runAction(ActionPlan plan) {
   QTimer::singleShot(kPlanDelayMs, Qt::PreciseTimer, this, [this, plan = std::move(plan)] {
     Report report = plan();
 
-    log_.append(QString());
-    log_.write(QStringLiteral("Action report:"));
-    for (const QString& line : report.lines) log_.append(line);
+    // An empty line, the heading, then the report as it stands.
+    log_.append(QStringList{QString(), log_.stamped(QStringLiteral("Action report:"))} + report.lines);
     // Added after logging: it names the log, so it belongs on screen only.
     report.ok(text.logSaved + QStringLiteral(": ") + install_.uninstallerLogPath());
 

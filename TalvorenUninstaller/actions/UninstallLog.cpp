@@ -8,19 +8,28 @@
 
 const QString& UninstallLog::path() const { return install_.uninstallerLogPath(); }
 
-void UninstallLog::append(const QString& line) const {
-  // One append of the whole line, with the file created if missing: a log that
+void UninstallLog::append(const QString& line) const { appendBytes((line + QLatin1Char('\n')).toUtf8()); }
+
+void UninstallLog::append(const QStringList& lines) const {
+  QString block;
+  for (const QString& line : lines) block += line + QLatin1Char('\n');
+  appendBytes(block.toUtf8());
+}
+
+void UninstallLog::appendBytes(const QByteArray& bytes) const {
+  // One append of the whole text, with the file created if missing: a log that
   // exists but cannot be opened is left alone rather than rewritten, so no
   // earlier byte is ever lost.
-  const QByteArray bytes = (line + QLatin1Char('\n')).toUtf8();
   if (platform_.appendToFile(path(), bytes)) return;
   // Most likely the folder is missing (first run). If it cannot be made either,
-  // the line is lost quietly.
+  // the text is lost quietly.
   if (platform_.createDirectories(QFileInfo(path()).path())) platform_.appendToFile(path(), bytes);
 }
 
-void UninstallLog::write(const QString& message) const {
-  append(QLatin1Char('[') + timestamp(platform_.currentTime()) + QStringLiteral("] ") + message);
+void UninstallLog::write(const QString& message) const { append(stamped(message)); }
+
+QString UninstallLog::stamped(const QString& message) const {
+  return QLatin1Char('[') + timestamp(platform_.currentTime()) + QStringLiteral("] ") + message;
 }
 
 QString UninstallLog::timestamp(const QDateTime& time) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 class Platform;
 class QDateTime;
@@ -18,13 +19,21 @@ class UninstallLog {
 
   // Adds `line` and a line feed at the end of the log, as it is.
   void append(const QString& line) const;
+  // Adds each line and its line feed, as they are, in one append: the same
+  // bytes as appending them one by one, but a report of any length lands at
+  // once and whole.
+  void append(const QStringList& lines) const;
   // Adds "[" + the current UTC time + "] " + message.
   void write(const QString& message) const;
+  // That timestamped line, without writing it.
+  QString stamped(const QString& message) const;
 
   // The log's time stamp: ISO 8601 in UTC to the second, e.g. 2026-11-16T15:54:07Z.
   static QString timestamp(const QDateTime& time);
 
  private:
+  void appendBytes(const QByteArray& bytes) const;
+
   Platform& platform_;
   const TalvorenInstall& install_;
 };
