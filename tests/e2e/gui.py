@@ -29,13 +29,15 @@ def wait_until(condition, timeout, what):
 
 
 class Display:
-    """An Xvfb server on the first free display number."""
+    """An Xvfb server on the first free display number. It never resets: by
+    default it would each time its last client leaves, and refuse the next
+    case's program while it does."""
 
     def __init__(self):
         self._number_file = tempfile.TemporaryFile()
         self._server = subprocess.Popen(
             ["Xvfb", "-displayfd", str(self._number_file.fileno()), "-screen", "0", "1280x800x24",
-             "-nolisten", "tcp"], pass_fds=[self._number_file.fileno()],
+             "-nolisten", "tcp", "-noreset"], pass_fds=[self._number_file.fileno()],
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.name = ":" + wait_until(self._announced_number, 20, "Xvfb to start")
 
