@@ -22,6 +22,10 @@ std::optional<QByteArray> readRegularFile(const QByteArray& path);
 // Writes all of `bytes` to `fd`; 0, or the errno of the failed write.
 int writeAll(int fd, const QByteArray& bytes);
 
+// Where the symbolic link `link` points, as the system names it; empty when
+// it is no link or its target does not fit in a path.
+QByteArray linkTarget(const QByteArray& link);
+
 // Creates the folder `path` and any missing folders above it with `mode`;
 // true when a folder stands at `path` afterwards.
 bool makeFolders(const QByteArray& path, mode_t mode);

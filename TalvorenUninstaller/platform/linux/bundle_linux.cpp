@@ -1,4 +1,5 @@
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/NativeFiles.h"
 #include "platform/linux/NativePath.h"
 
 #include <QCoreApplication>
@@ -8,9 +9,7 @@
 #include <QIcon>
 
 #include <algorithm>
-#include <climits>
 
-#include <unistd.h>
 
 namespace {
 
@@ -27,10 +26,8 @@ QImage imageOf(const QIcon& icon) {
 // The folder that holds the executable stands in for the bundle, and the
 // program's resources are installed beside the executable.
 QString LinuxPlatform::bundlePath() {
-  char target[PATH_MAX];
-  const ssize_t length = ::readlink("/proc/self/exe", target, sizeof target);
-  if (length <= 0 || static_cast<std::size_t>(length) >= sizeof target) return QCoreApplication::applicationDirPath();
-  const QByteArray executable(target, static_cast<qsizetype>(length));
+  const QByteArray executable = linkTarget("/proc/self/exe");
+  if (executable.isEmpty()) return QCoreApplication::applicationDirPath();
   return decodeNativePath(executable.left(std::max<qsizetype>(executable.lastIndexOf('/'), 1)));
 }
 

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 
 #include <algorithm>
+#include <climits>
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
@@ -83,6 +84,13 @@ int writeAll(int fd, const QByteArray& bytes) {
     left -= written;
   }
   return 0;
+}
+
+QByteArray linkTarget(const QByteArray& link) {
+  char target[PATH_MAX];
+  const ssize_t length = ::readlink(link.constData(), target, sizeof target);
+  if (length <= 0 || static_cast<std::size_t>(length) >= sizeof target) return {};
+  return QByteArray(target, static_cast<qsizetype>(length));
 }
 
 bool makeFolders(const QByteArray& path, mode_t mode) {

@@ -8,7 +8,6 @@
 #include <QHash>
 
 #include <algorithm>
-#include <climits>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,13 +50,7 @@ std::optional<uid_t> realUserId(pid_t pid) {
 
 // Where the process's executable lies, as the system names it; empty for a
 // zombie or when the system does not tell.
-QByteArray executablePath(pid_t pid) {
-  const QByteArray link = "/proc/" + QByteArray::number(pid) + "/exe";
-  char target[PATH_MAX];
-  const ssize_t length = ::readlink(link.constData(), target, sizeof target);
-  if (length <= 0 || static_cast<std::size_t>(length) >= sizeof target) return {};
-  return QByteArray(target, static_cast<qsizetype>(length));
-}
+QByteArray executablePath(pid_t pid) { return linkTarget("/proc/" + QByteArray::number(pid) + "/exe"); }
 
 QByteArray parentOf(const QByteArray& path) { return path.left(std::max<qsizetype>(path.lastIndexOf('/'), 0)); }
 
