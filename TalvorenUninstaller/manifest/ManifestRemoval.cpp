@@ -88,10 +88,6 @@ bool isSafeKey(const QByteArray& key, const SafeLocations& safe) {
   return isSystemApplicationBundle(key);
 }
 
-}  // namespace
-
-namespace {
-
 // Reads the manifest, keeping only the components of the requested groups
 // (a component of another group is passed over silently anyway). Nothing is
 // kept when any part of the manifest is unusable.
