@@ -4,8 +4,6 @@
 
 namespace {
 
-QString textOf(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
-
 ManifestComponent componentOf(const ComponentView& view) {
   ManifestComponent component;
   component.id = textOf(view.id);

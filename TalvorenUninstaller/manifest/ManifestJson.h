@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 
 #include <functional>
 #include <optional>
@@ -26,6 +27,9 @@ struct ComponentView {
   std::string_view removalGroup;
   std::vector<std::pair<std::string_view, std::string_view>> details;  // in file order
 };
+
+// A field's UTF-8 text as a string the rest of the program uses.
+inline QString textOf(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
 
 using ComponentReceiver = std::function<void(const ComponentView&)>;
 

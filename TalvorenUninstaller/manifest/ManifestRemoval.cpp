@@ -7,8 +7,6 @@
 
 namespace {
 
-QString textOf(std::string_view utf8) { return QString::fromUtf8(utf8.data(), qsizetype(utf8.size())); }
-
 // What becomes of a component once its path has not been handled before.
 enum class Handling { LeaveExternal, ReportRuntime, TrashIfSafe };
 

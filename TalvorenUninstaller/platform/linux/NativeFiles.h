@@ -22,6 +22,10 @@ std::optional<QByteArray> readRegularFile(const QByteArray& path);
 // Writes all of `bytes` to `fd`; 0, or the errno of the failed write.
 int writeAll(int fd, const QByteArray& bytes);
 
+// The folder that holds the item at the absolute path `path`; "/" for an item
+// directly at the root.
+QByteArray parentFolder(const QByteArray& path);
+
 // Where the symbolic link `link` points, as the system names it; empty when
 // it is no link or its target does not fit in a path.
 QByteArray linkTarget(const QByteArray& link);

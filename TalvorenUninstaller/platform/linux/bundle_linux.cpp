@@ -8,7 +8,6 @@
 #include <QGuiApplication>
 #include <QIcon>
 
-#include <algorithm>
 
 
 namespace {
@@ -28,7 +27,7 @@ QImage imageOf(const QIcon& icon) {
 QString LinuxPlatform::bundlePath() {
   const QByteArray executable = linkTarget("/proc/self/exe");
   if (executable.isEmpty()) return QCoreApplication::applicationDirPath();
-  return decodeNativePath(executable.left(std::max<qsizetype>(executable.lastIndexOf('/'), 1)));
+  return decodeNativePath(parentFolder(executable));
 }
 
 std::optional<QString> LinuxPlatform::bundleShortVersion() { return QStringLiteral(TALVOREN_VERSION); }

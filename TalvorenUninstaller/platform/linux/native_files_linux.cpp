@@ -86,6 +86,11 @@ int writeAll(int fd, const QByteArray& bytes) {
   return 0;
 }
 
+QByteArray parentFolder(const QByteArray& path) {
+  const qsizetype slash = path.lastIndexOf('/');
+  return slash <= 0 ? QByteArray("/") : path.left(slash);
+}
+
 QByteArray linkTarget(const QByteArray& link) {
   char target[PATH_MAX];
   const ssize_t length = ::readlink(link.constData(), target, sizeof target);

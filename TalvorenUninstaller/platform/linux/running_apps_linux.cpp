@@ -52,14 +52,12 @@ std::optional<uid_t> realUserId(pid_t pid) {
 // zombie or when the system does not tell.
 QByteArray executablePath(pid_t pid) { return linkTarget("/proc/" + QByteArray::number(pid) + "/exe"); }
 
-QByteArray parentOf(const QByteArray& path) { return path.left(std::max<qsizetype>(path.lastIndexOf('/'), 0)); }
-
 // The innermost folder around the executable that is an application bundle:
 // its name ends in ".app" and it holds Contents/Info.plist. Native bytes all
 // the way, so a bundle whose path is not UTF-8 is still read at its own path.
 QByteArray enclosingBundle(const QByteArray& executable) {
   struct stat info {};
-  for (QByteArray folder = parentOf(executable); folder.size() > 1; folder = parentOf(folder)) {
+  for (QByteArray folder = parentFolder(executable); folder.size() > 1; folder = parentFolder(folder)) {
     if (folder.endsWith(kBundleSuffix) && ::stat((folder + kInfoPlist).constData(), &info) == 0) return folder;
   }
   return {};

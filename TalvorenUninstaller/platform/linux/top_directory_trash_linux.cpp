@@ -1,5 +1,6 @@
 #include "platform/linux/TopDirectoryTrash.h"
 
+#include "platform/linux/NativeFiles.h"
 #include "platform/linux/NativePath.h"
 #include "platform/linux/TrashFolder.h"
 
@@ -11,15 +12,10 @@
 
 namespace {
 
-QByteArray parentOf(const QByteArray& path) {
-  const qsizetype slash = path.lastIndexOf('/');
-  return slash <= 0 ? QByteArray("/") : path.left(slash);
-}
-
 // The highest folder above `folder` (itself a real path) on the same device.
 QByteArray topDirectoryOf(QByteArray folder, dev_t device) {
   while (folder != "/") {
-    const QByteArray parent = parentOf(folder);
+    const QByteArray parent = parentFolder(folder);
     struct stat info {};
     if (::stat(parent.constData(), &info) != 0 || info.st_dev != device) break;
     folder = parent;
@@ -45,7 +41,7 @@ TrashOutcome moveToTopDirectoryTrash(const QByteArray& path) {
   // The folder holding the item is resolved so that a linked folder leads to
   // the file system where the item really lives; its device, not the item's,
   // names that file system (a layered one may report a file's own layer).
-  char* realParent = ::realpath(parentOf(path).constData(), nullptr);
+  char* realParent = ::realpath(parentFolder(path).constData(), nullptr);
   if (realParent == nullptr) return {false, errnoText(errno)};
   const QByteArray parent(realParent);
   std::free(realParent);

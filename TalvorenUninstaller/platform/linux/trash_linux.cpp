@@ -4,7 +4,6 @@
 #include "platform/linux/TopDirectoryTrash.h"
 #include "platform/linux/TrashFolder.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <sys/stat.h>
@@ -29,7 +28,7 @@ QByteArray absoluteNative(QByteArray path) {
 dev_t deviceOf(QByteArray path) {
   struct stat info {};
   while (::stat(path.constData(), &info) != 0 && path.size() > 1)
-    path.truncate(std::max<qsizetype>(path.lastIndexOf('/'), 1));
+    path = parentFolder(path);
   return info.st_dev;
 }
 
@@ -56,11 +55,10 @@ TrashOutcome LinuxPlatform::moveToTrash(const QString& path) {
   // folder holding the item tells its file system, since a file on a layered
   // file system may report the device of the layer it comes from.
   const QByteArray trashPath = homeTrashPath();
-  if (deviceOf(item.left(std::max<qsizetype>(item.lastIndexOf('/'), 1))) != deviceOf(trashPath))
+  if (deviceOf(parentFolder(item)) != deviceOf(trashPath))
     return moveToTopDirectoryTrash(item);
-  const qsizetype slash = trashPath.lastIndexOf('/');
   std::optional<TrashFolder> trash;
-  if (makeFolders(trashPath.left(slash), 0700)) trash = prepareTrashFolder(trashPath);
+  if (makeFolders(parentFolder(trashPath), 0700)) trash = prepareTrashFolder(trashPath);
   if (!trash)
     return {false, QStringLiteral("No usable trash folder at ") + decodeNativePath(trashPath) + QStringLiteral(": ") +
                        errnoText(errno)};
