@@ -18,12 +18,12 @@ void FakeRunningApplication::terminate() {
 
 void FakeRunningApplication::forceTerminate() {
   platform_.journal.append(QStringLiteral("force ") + name_);
-  if (!survivesForce) terminated = true;
+  if (!survivesForce) terminated_ = true;
 }
 
 bool FakeRunningApplication::isTerminated() {
-  if (quitAt_ && platform_.now >= *quitAt_) terminated = true;
-  return terminated;
+  if (quitAt_ && platform_.now >= *quitAt_) terminated_ = true;
+  return terminated_;
 }
 
 FakePlatform::FakePlatform() : now(QDate(2026, 11, 16), QTime(15, 54, 7), QTimeZone::utc()) {
@@ -59,7 +59,7 @@ bool FakePlatform::fileExists(const QString& path) {
 }
 
 bool FakePlatform::createDirectories(const QString& path) {
-  if (files.contains(path) || unwritable.contains(path)) return false;
+  if (files.contains(path)) return false;
   addDirectory(path);
   return true;
 }
@@ -70,13 +70,13 @@ std::optional<QByteArray> FakePlatform::readFile(const QString& path) {
 }
 
 bool FakePlatform::appendToFile(const QString& path, const QByteArray& bytes) {
-  if (unwritable.contains(path) || !directories.contains(QFileInfo(path).path())) return false;
+  if (!directories.contains(QFileInfo(path).path())) return false;
   files[path].append(bytes);
   return true;
 }
 
 bool FakePlatform::writeFile(const QString& path, const QByteArray& bytes) {
-  if (unwritable.contains(path) || !directories.contains(QFileInfo(path).path())) return false;
+  if (!directories.contains(QFileInfo(path).path())) return false;
   files[path] = bytes;
   return true;
 }
@@ -91,10 +91,7 @@ CommandResult FakePlatform::runProcess(const QString& program, const QStringList
   return commandHandler(program, arguments);
 }
 
-void FakePlatform::runEventLoop(double seconds) {
-  now = now.addMSecs(qint64(seconds * 1000.0));
-  if (onEventLoop) onEventLoop();
-}
+void FakePlatform::runEventLoop(double seconds) { now = now.addMSecs(qint64(seconds * 1000.0)); }
 
 std::shared_ptr<FakeRunningApplication> FakePlatform::addApplication(const QString& bundleIdentifier,
                                                                       const QString& name) {
@@ -135,7 +132,7 @@ std::optional<QString> FakePlatform::bundleResourcePath(const QString& name, con
 }
 
 QRectF FakePlatform::windowFrame(QWidget& window) {
-  return windowFrames.value(&window, QRectF(QPointF(0, 0), defaultWindowSize));
+  return windowFrames.value(&window, QRectF(0, 0, 620, 548));
 }
 
 void FakePlatform::setWindowFrame(QWidget& window, const QRectF& frame) {
@@ -159,10 +156,7 @@ bool FakePlatform::confirm(const QString& title, const QString& message, const Q
                            const QString& cancelTitle) {
   journal.append(QStringLiteral("confirm ") + title);
   confirmations.push_back({title, message, confirmTitle, cancelTitle});
-  if (confirmAnswers.empty()) return false;
-  const bool answer = confirmAnswers.front();
-  confirmAnswers.pop_front();
-  return answer;
+  return false;
 }
 
 void FakePlatform::showCompletion(QWidget* window, bool warningStyle, const QString& title,

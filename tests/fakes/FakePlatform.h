@@ -6,7 +6,6 @@
 #include <QSet>
 #include <QStringList>
 
-#include <deque>
 #include <functional>
 
 class FakePlatform;
@@ -28,12 +27,12 @@ class FakeRunningApplication final : public RunningApplication {
   bool isTerminated() override;
 
   const QString& name() const { return name_; }
-  bool terminated = false;
 
  private:
   FakePlatform& platform_;
   QString name_;
   std::optional<QDateTime> quitAt_;
+  bool terminated_ = false;
 };
 
 class FakeInputSource final : public InputSource {
@@ -65,8 +64,6 @@ class FakePlatform final : public Platform {
   QString workingDirectory = QStringLiteral("/Users/example");
   QSet<QString> directories;
   QMap<QString, QByteArray> files;
-  // Paths whose appends and writes fail, as for a read-only folder.
-  QSet<QString> unwritable;
   // Decides each move to the Trash; by default the item and everything below
   // it disappear and the move succeeds.
   std::function<TrashOutcome(const QString&)> trashHandler;
@@ -79,10 +76,8 @@ class FakePlatform final : public Platform {
   // Answers each command; by default nothing can be started (status 127).
   std::function<CommandResult(const QString& program, const QStringList& arguments)> commandHandler;
 
-  // --- Clock --------------------------------------------------------------------
+  // --- Clock: moves only in runEventLoop ----------------------------------------
   QDateTime now;
-  // Called after each slice of runEventLoop has moved the clock on.
-  std::function<void()> onEventLoop;
 
   // --- Running applications, by bundle identifier ---------------------------------
   QMap<QString, std::vector<std::shared_ptr<FakeRunningApplication>>> applications;
@@ -105,7 +100,6 @@ class FakePlatform final : public Platform {
   std::vector<ScreenGeometry> screenList;
   std::optional<std::size_t> mainScreen;
   QMap<const QWidget*, QRectF> windowFrames;
-  QSizeF defaultWindowSize{620, 548};
   int terminations = 0;
 
   // --- Dialogs ------------------------------------------------------------------
@@ -119,8 +113,7 @@ class FakePlatform final : public Platform {
   struct Confirmation {
     QString title, message, confirmTitle, cancelTitle;
   };
-  // Answers for confirm(), taken front first; with none left it answers false.
-  std::deque<bool> confirmAnswers;
+  // Every confirmation is answered no.
   std::vector<Confirmation> confirmations;
   std::vector<Completion> completions;
 
