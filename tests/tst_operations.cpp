@@ -2,13 +2,13 @@
 // one case per entry of tests/data/operations.json: what is installed and how
 // the system answers, the call, and everything that must follow. The keys are
 // described at the top of that file.
-#include "app/UninstallerApp.h"
-#include "fakes/FakePlatform.h"
-
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QtTest>
+
+#include "app/UninstallerApp.h"
+#include "fakes/FakePlatform.h"
 
 namespace {
 
@@ -158,11 +158,14 @@ class OperationsTest : public QObject {
     if (expected.contains(QStringLiteral("journal")))
       QCOMPARE(platform.journal, strings(expected.value(QStringLiteral("journal"))));
     for (const char* kind : {"run", "trash"})
-      if (expected.contains(QLatin1String(kind))) QCOMPARE(platform.journalOf(kind), strings(expected.value(QLatin1String(kind))));
+      if (expected.contains(QLatin1String(kind)))
+        QCOMPARE(platform.journalOf(kind), strings(expected.value(QLatin1String(kind))));
     if (expected.contains(QStringLiteral("log")))
       QCOMPARE(loggedLines(platform), strings(expected.value(QStringLiteral("log"))));
-    for (const QString& path : strings(expected.value(QStringLiteral("exist")))) QVERIFY2(platform.fileExists(path), qPrintable(path));
-    for (const QString& path : strings(expected.value(QStringLiteral("gone")))) QVERIFY2(!platform.fileExists(path), qPrintable(path));
+    for (const QString& path : strings(expected.value(QStringLiteral("exist"))))
+      QVERIFY2(platform.fileExists(path), qPrintable(path));
+    for (const QString& path : strings(expected.value(QStringLiteral("gone"))))
+      QVERIFY2(!platform.fileExists(path), qPrintable(path));
     // Settled within one poll interval of the expected moment.
     if (expected.contains(QStringLiteral("elapsedMs"))) {
       const qint64 elapsed = start.msecsTo(platform.now);

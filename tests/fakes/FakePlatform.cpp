@@ -43,8 +43,7 @@ void FakePlatform::addFile(const QString& path, const QByteArray& contents) {
 }
 
 void FakePlatform::addDirectory(const QString& path) {
-  for (QString folder = path; folder != QLatin1String("/") && !folder.isEmpty();
-       folder = QFileInfo(folder).path())
+  for (QString folder = path; folder != QLatin1String("/") && !folder.isEmpty(); folder = QFileInfo(folder).path())
     directories.insert(folder);
 }
 
@@ -94,7 +93,7 @@ CommandResult FakePlatform::runProcess(const QString& program, const QStringList
 void FakePlatform::runEventLoop(double seconds) { now = now.addMSecs(qint64(seconds * 1000.0)); }
 
 std::shared_ptr<FakeRunningApplication> FakePlatform::addApplication(const QString& bundleIdentifier,
-                                                                      const QString& name) {
+                                                                     const QString& name) {
   auto application = std::make_shared<FakeRunningApplication>(*this, name);
   applications[bundleIdentifier].push_back(application);
   return application;
@@ -131,12 +130,11 @@ std::optional<QString> FakePlatform::bundleResourcePath(const QString& name, con
   return resources.value(key);
 }
 
-QRectF FakePlatform::windowFrame(QWidget& window) {
-  return windowFrames.value(&window, QRectF(0, 0, 620, 548));
-}
+QRectF FakePlatform::windowFrame(QWidget& window) { return windowFrames.value(&window, QRectF(0, 0, 620, 548)); }
 
 void FakePlatform::setWindowFrame(QWidget& window, const QRectF& frame) {
-  journal.append(QStringLiteral("frame %1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()));
+  journal.append(
+      QStringLiteral("frame %1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()));
   windowFrames.insert(&window, frame);
 }
 

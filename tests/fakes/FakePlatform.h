@@ -1,12 +1,11 @@
 #pragma once
 
-#include "platform/Platform.h"
-
 #include <QMap>
 #include <QSet>
 #include <QStringList>
-
 #include <functional>
+
+#include "platform/Platform.h"
 
 class FakePlatform;
 
