@@ -51,7 +51,8 @@ build_root() {
 
 populate_root() {
   local root=$1
-  install -m 0755 "$here/standins/tccutil" "$here/standins/defaults" "$here/standins/osascript" "$root/usr/bin/"
+  local tool
+  for tool in tccutil defaults osascript; do install -m 0755 "$here/standin.py" "$root/usr/bin/$tool"; done
   # Any user may append to the call log; the folder itself is root's.
   install -d -m 0755 "$root/var/lib/talvoren-standins"
   install -m 0666 /dev/null "$root/var/lib/talvoren-standins/calls.log"
