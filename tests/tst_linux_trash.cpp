@@ -129,8 +129,10 @@ class LinuxTrashTest : public QObject {
     QTest::addColumn<QString>("kind");
     QTest::addColumn<bool>("readable");
     QTest::addColumn<int>("writes");  // -1 not tried, 0 refused, 1 done
+    QTest::newRow("FIFO without a partner") << "fifo" << false << 0;
     QTest::newRow("FIFO with a partner") << "fifo+partner" << false << 0;
     QTest::newRow("one byte over the read limit") << "sparse" << false << -1;
+    QTest::newRow("endless file that claims to be regular") << "pagemap" << false << -1;
     QTest::newRow("regular file") << "regular" << true << 1;
   }
   void nothingWaitsNorRunsAway() {
@@ -140,10 +142,11 @@ class LinuxTrashTest : public QObject {
     const QString path = home_ + "/subject";
     const QByteArray native = QFile::encodeName(path);
     int partner = -1;
-    if (kind == "fifo+partner") QVERIFY(::mkfifo(native.constData(), 0600) == 0);
+    if (kind.startsWith("fifo")) QVERIFY(::mkfifo(native.constData(), 0600) == 0);
     if (kind == "fifo+partner") QVERIFY((partner = ::open(native.constData(), O_RDWR | O_NONBLOCK)) >= 0);
     if (kind == "sparse") makeFile(path);
     if (kind == "sparse") QVERIFY(::truncate(native.constData(), kReadFileLimit + 1) == 0);
+    if (kind == "pagemap") QVERIFY(QFile::link("/proc/self/pagemap", path));
     if (kind == "regular") makeFile(path, QByteArray(100, 'r'));
 
     ::alarm(20);  // a wait for a partner ends the suite instead of hanging it

@@ -36,16 +36,12 @@ SHOWN = (r"^Uninstaller shown bundle=%s version=\S+ frame=\(-?\d+\.\d+(, -?\d+\.
 display = user = as_user = None
 
 
-def run_as(account):
-    return ["setpriv", "--reuid=%d" % account.pw_uid, "--regid=%d" % account.pw_gid, "--init-groups"]
-
-
 def setUpModule():
     global display, user, as_user
     if not (os.path.exists(make_fixture.ISOLATED_ROOT_MARKER) and os.getuid() == 0):
         raise RuntimeError("suite.py runs only as root inside isolated_root.sh")
     user = pwd.getpwnam("tester")
-    as_user = run_as(user)
+    as_user = ["setpriv", "--reuid=%d" % user.pw_uid, "--regid=%d" % user.pw_gid, "--init-groups"]
     display = Display()
     unittest.addModuleCleanup(display.close)
 
@@ -96,8 +92,7 @@ class Case(unittest.TestCase):
         # A log that is no ordinary file, or cannot grow, is never read.
         self.log = None if "log" in install else self.where.uninstaller_log
         self.fake_app = self.start_fake_app(install["app"]) if "app" in install else None
-        self.others = [self.start_fake_app(["quit"], path, pwd.getpwnam(owner))
-                       for owner, path in install.get("others", [])]
+        self.others = [self.start_fake_app(["quit"], path) for path in install.get("others", [])]
         self.window = self.start_uninstaller(install.get("environment", {}))
         for step in case["steps"]:
             getattr(self, "step_" + step["do"])(step)
@@ -118,7 +113,7 @@ class Case(unittest.TestCase):
                 os.remove(path)
             os.symlink(target, path)
             os.lchown(path, user.pw_uid, user.pw_gid)
-        for owner, path in install.get("others", []):
+        for path in install.get("others", []):
             make_fixture.executable(path, FAKE_APP)
         for top, (shared_mode, _) in install.get("volumes", {}).items():
             self.mount_volume(top, shared_mode)
@@ -155,8 +150,8 @@ class Case(unittest.TestCase):
             os.mkdir(top + "/.Trash")
             os.chmod(top + "/.Trash", int(shared_mode, 8))
 
-    def start_fake_app(self, arguments, path=make_fixture.APP_BUNDLE + "/Contents/MacOS/Talvoren", account=None):
-        app = subprocess.Popen([*run_as(account or user), path, *arguments], stdout=subprocess.PIPE, text=True)
+    def start_fake_app(self, arguments, path=make_fixture.APP_BUNDLE + "/Contents/MacOS/Talvoren"):
+        app = subprocess.Popen([*as_user, path, *arguments], stdout=subprocess.PIPE, text=True)
         self.addCleanup(app.stdout.close)
         self.addCleanup(stop, app)
         readable, _, _ = select.select([app.stdout], [], [], 10)
