@@ -1,28 +1,17 @@
 #!/usr/bin/env bash
-# Runs a command inside a throwaway root in which the uninstaller finds, at
-# their real absolute paths, everything it works on, while the host stays
-# untouched:
+# Runs a command inside a throwaway root that holds, at their real paths,
+# everything the uninstaller works on, while the host stays untouched:
 #
 #   isolated_root.sh [--scratch-parent DIR] [--carry DIR]... [--on-disk] [--share-display] -- COMMAND [ARGUMENT...]
 #
-# A private mount and PID namespace gets an overlay of "/" whose writable layer
-# lives in a tmpfs, so nothing written inside reaches the disk, and the root is
-# entered with chroot. Inside are the stand-ins for /usr/bin/tccutil,
-# /usr/bin/defaults and /usr/bin/osascript (with the Finder service they talk
-# to), the user "tester" (uid 2001, also in group "admin") and a fresh /tmp and
-# /run. When the command ends, the namespace ends: its processes are killed and
-# its mounts and files vanish. Needs root; fails loudly with the reason when the
-# root cannot be built.
-#
-# --on-disk keeps the writable layer in the scratch folder on disk instead, so
-# that the host can look at what changed inside (in SCRATCH/upper) while the
-# command runs; the folder is removed afterwards all the same. --share-display
-# lets programs inside use the host's X display ($DISPLAY, with its cookie).
-# --carry DIR shows the host's DIR, read-only, at the same path inside: the
-# overlay only has what lies on the root file system, and the fresh /tmp and
-# /run hide the host's, so a checkout or build in either would otherwise be
-# missing. The harness's own folder is always carried.
-# The command sees the scratch folder as $TALVOREN_SCRATCH.
+# A private mount and PID namespace gets an overlay of "/" (its writable layer
+# in a tmpfs, or with --on-disk in SCRATCH/upper, for the host to look at),
+# entered with chroot. Inside: the stand-ins for tccutil, defaults and
+# osascript (with their Finder service), the user "tester" (uid 2001, in group
+# "admin") and a fresh /tmp and /run. --carry DIR shows the host's DIR there
+# read-only (the harness's own folder always); --share-display lets programs
+# inside use the host's $DISPLAY. The command sees the scratch folder as
+# $TALVOREN_SCRATCH. Needs root; fails loudly when the root cannot be built.
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -51,7 +40,8 @@ build_root() {
 
 populate_root() {
   local root=$1
-  install -m 0755 "$here/standins/tccutil" "$here/standins/defaults" "$here/standins/osascript" "$root/usr/bin/"
+  local tool
+  for tool in tccutil defaults osascript; do install -m 0755 "$here/standin.py" "$root/usr/bin/$tool"; done
   # Any user may append to the call log; the folder itself is root's.
   install -d -m 0755 "$root/var/lib/talvoren-standins"
   install -m 0666 /dev/null "$root/var/lib/talvoren-standins/calls.log"

@@ -55,8 +55,10 @@ class Trash:
     """The freedesktop.org Trash of one home, read with the trash tools and by
     its info files."""
 
-    def __init__(self, home, run_as):
+    def __init__(self, home, run_as, volumes):
+        """`volumes`: {top of another file system: (_, its trash folder relative to the top)}."""
         self.folder = os.path.join(home, ".local", "share", "Trash")
+        self.volumes = {top: os.path.join(top, trash) for top, (_, trash) in volumes.items()}
         self.run_as = run_as
         self.environment = {"HOME": home, "XDG_DATA_HOME": os.path.join(home, ".local", "share"),
                             "PATH": "/usr/bin:/bin", "LANG": "C.UTF-8"}
@@ -72,9 +74,17 @@ class Trash:
         """The original paths that trash-list shows."""
         return sorted(line.split(" ", 2)[2] for line in self._tool("trash-list").splitlines() if line.strip())
 
-    def _records(self):
+    def folder_for(self, original):
+        return next((trash for top, trash in self.volumes.items() if is_within(original, top)), self.folder)
+
+    def holds(self, path, or_above=False):
+        """Whether `path` is in one of the trash folders (or above one)."""
+        return any(is_within(path, trash) or or_above and is_within(trash, path)
+                   for trash in [self.folder, *self.volumes.values()])
+
+    def _records(self, folder):
         """(item name, original path, or None when the info file is incomplete) per info file."""
-        info = os.path.join(self.folder, "info")
+        info = os.path.join(folder, "info")
         for name in sorted(os.listdir(info)) if os.path.isdir(info) else []:
             parser = configparser.ConfigParser(interpolation=None)
             parser.read(os.path.join(info, name), encoding="utf-8")
@@ -83,18 +93,22 @@ class Trash:
 
     def stored_item(self, original):
         """Where the Trash keeps the item that came from `original`."""
-        found = [name for name, path in self._records() if path == original]
-        return os.path.join(self.folder, "files", found[0]) if found else None
+        folder = self.folder_for(original)
+        found = [name for name, path in self._records(folder) if path == original]
+        return os.path.join(folder, "files", found[0]) if found else None
 
     def problems(self):
         """What the Trash cannot account for: incomplete info files and items
         without an info file, or the other way round."""
-        records = dict(self._records())
-        files = os.path.join(self.folder, "files")
-        items = set(os.listdir(files) if os.path.isdir(files) else [])
-        return (["incomplete info file for " + name for name, path in records.items() if path is None] +
-                ["info file without its item: " + name for name in records.keys() - items] +
-                ["item without an info file: " + name for name in items - records.keys()])
+        found = []
+        for folder in [self.folder, *self.volumes.values()]:
+            records = dict(self._records(folder))
+            files = os.path.join(folder, "files")
+            items = set(os.listdir(files) if os.path.isdir(files) else [])
+            found += (["incomplete info file for " + name for name, path in records.items() if path is None] +
+                      ["info file without its item: " + name for name in records.keys() - items] +
+                      ["item without an info file: " + name for name in items - records.keys()])
+        return found
 
     def restore(self, original):
         """trash-restore, answering its question with the first (only) candidate."""

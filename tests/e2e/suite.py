@@ -11,6 +11,7 @@ import plistlib
 import pwd
 import re
 import select
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -50,7 +51,7 @@ def expand(value, fragments):
     if isinstance(value, str):
         return re.sub(r"\{(\w+)\}", lambda match: NAMES[match.group(1)], value)
     if isinstance(value, dict):
-        return {key: expand(item, fragments) for key, item in value.items()}
+        return {expand(key, fragments): expand(item, fragments) for key, item in value.items()}
     if not isinstance(value, list):
         return value
     expanded = []
@@ -87,10 +88,11 @@ class Case(unittest.TestCase):
     def run_case(self, case):
         install = case.get("install", {})
         self.where = self.install(install)
-        self.trash, self.trashed = Trash(HOME, as_user), []
+        self.trash, self.trashed = Trash(HOME, as_user, install.get("volumes", {})), []
         # A log that is no ordinary file, or cannot grow, is never read.
         self.log = None if "log" in install else self.where.uninstaller_log
         self.fake_app = self.start_fake_app(install["app"]) if "app" in install else None
+        self.others = [self.start_fake_app(["quit"], path) for path in install.get("others", [])]
         self.window = self.start_uninstaller(install.get("environment", {}))
         for step in case["steps"]:
             getattr(self, "step_" + step["do"])(step)
@@ -106,6 +108,15 @@ class Case(unittest.TestCase):
         for path, contents in install.get("files", {}).items():
             make_fixture.write(path, contents)
             make_fixture.chown_tree("/".join(path.split("/")[:3]), user)
+        for path, target in install.get("links", {}).items():
+            if os.path.lexists(path):
+                os.remove(path)
+            os.symlink(target, path)
+            os.lchown(path, user.pw_uid, user.pw_gid)
+        for path in install.get("others", []):
+            make_fixture.executable(path, FAKE_APP)
+        for top, (shared_mode, _) in install.get("volumes", {}).items():
+            self.mount_volume(top, shared_mode)
         if install.get("manifest") == "fifo":
             make_fifo(where.manifest)
         elif "manifest" in install:
@@ -125,9 +136,22 @@ class Case(unittest.TestCase):
         clear_calls()
         return where
 
-    def start_fake_app(self, arguments):
-        app = subprocess.Popen([*as_user, make_fixture.APP_BUNDLE + "/Contents/MacOS/Talvoren", *arguments],
-                               stdout=subprocess.PIPE, text=True)
+    def mount_volume(self, top, shared_mode):
+        """Moves what is at `top` onto a file system of its own, with a shared
+        ".Trash" of that mode (or none)."""
+        os.rename(top, top + "~")
+        os.mkdir(top)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=0755", "talvoren-volume", top], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", top], check=True)
+        shutil.copytree(top + "~", top, symlinks=True, dirs_exist_ok=True)
+        shutil.rmtree(top + "~")
+        make_fixture.chown_tree(top, user)
+        if shared_mode:
+            os.mkdir(top + "/.Trash")
+            os.chmod(top + "/.Trash", int(shared_mode, 8))
+
+    def start_fake_app(self, arguments, path=make_fixture.APP_BUNDLE + "/Contents/MacOS/Talvoren"):
+        app = subprocess.Popen([*as_user, path, *arguments], stdout=subprocess.PIPE, text=True)
         self.addCleanup(app.stdout.close)
         self.addCleanup(stop, app)
         readable, _, _ = select.select([app.stdout], [], [], 10)
@@ -197,6 +221,8 @@ class Case(unittest.TestCase):
         if "preferences" in step:
             with open(self.where.preferences, "rb") as handle:
                 self.assertEqual(plistlib.load(handle), step["preferences"])
+        for other in self.others:
+            self.assertIsNone(other.poll(), "a process of another app or user was stopped")
         if "app_exit" in step:
             status = self.fake_app.poll() if step["app_exit"] is None else self.fake_app.wait(5)
             self.assertEqual(status, step["app_exit"], "the app's state after the action")
@@ -208,12 +234,11 @@ class Case(unittest.TestCase):
         for path, value in before.items():
             if any(is_within(path, top) for top in gone):
                 self.assertNotIn(path, after, "still in place")
-            elif path not in changed and not is_within(path, self.trash.folder):
+            elif path not in changed and not self.trash.holds(path):
                 self.assertEqual(after.get(path), value, "changed although it had to stay: " + path)
         # The Trash, and the folders that hold it, may appear; nothing else.
         for path in after.keys() - before.keys():
-            self.assertTrue(is_within(path, self.trash.folder) or is_within(self.trash.folder, path),
-                            "appeared: " + path)
+            self.assertTrue(self.trash.holds(path, or_above=True), "appeared: " + path)
 
     def step_restore(self, step):
         for original in step["paths"]:
