@@ -76,7 +76,7 @@ void install(FakePlatform& platform, const QJsonObject& given) {
     InputSourceList sources;
     for (const QJsonValue& value : given.value(QStringLiteral("inputSources")).toArray()) {
       const QJsonObject source = value.toObject();
-      sources.push_back(std::make_shared<FakeInputSource>(source.value(QStringLiteral("name")).toString(),
+      sources.push_back(std::make_shared<FakePlatform::Source>(source.value(QStringLiteral("name")).toString(),
                                                           source.value(QStringLiteral("selected")).toBool(),
                                                           source.value(QStringLiteral("enabled")).toBool()));
     }
