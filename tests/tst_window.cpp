@@ -1,14 +1,15 @@
 // The window as the controller builds it, and the runner around a plan, on
 // the fake platform: layout, cancelling, quitting, the showing log line, the
 // icon's fallbacks, the busy state, the log block and the completion dialog.
+#include "app/UninstallerApp.h"
+#include "fakes/FakePlatform.h"
+#include "support/Tables.h"
+
+#include <QJsonArray>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QtTest>
-
-#include "app/UninstallerApp.h"
-#include "fakes/FakePlatform.h"
 
 namespace {
 
@@ -22,8 +23,8 @@ QImage solid(QColor colour) {
   return image;
 }
 
-// Every button enabled and the bar hidden, or every button disabled, the bar
-// moving and the working text shown.
+// Every button disabled, the bar moving and the working text shown; or every
+// button enabled and the bar hidden.
 bool busy(const UninstallerApp& app) {
   for (const QPushButton* button : app.buttons)
     if (button->isEnabled()) return false;
@@ -41,73 +42,55 @@ class WindowTest : public QObject {
   Q_OBJECT
 
  private Q_SLOTS:
-  // Frames from the layout's top left; every text fits its fixed frame.
-  void startStateAndLayout() {
+  void startState() {
     FakePlatform platform;
     UninstallerApp app(platform);
     app.show();
-
     QCOMPARE(app.window->minimumSize(), QSize(620, 520));
     QCOMPARE(app.window->maximumSize(), QSize(620, 520));
+    QCOMPARE(app.buttons.size(), std::size_t(5));
     QCOMPARE(app.statusView->toPlainText(), kInitial);
     QVERIFY(app.statusView->isReadOnly() && app.statusView->textInteractionFlags() & Qt::TextSelectableByMouse);
     QVERIFY(idle(app));
     QCOMPARE(app.progress->maximum(), 0);  // indeterminate: moves while shown
+  }
 
-    QStringList frames;
-    for (const QPushButton* button : app.buttons)
-      frames << button->text() + QStringLiteral(" %1 %2 %3 %4")
-                                     .arg(button->x())
-                                     .arg(button->y())
-                                     .arg(button->width())
-                                     .arg(button->height());
-    for (const char* name : {"icon", "heading", "subtitle", "safetyBox", "safetyNote", "progress", "status"}) {
-      const QRect frame = child(app, QLatin1String(name))->geometry();
-      frames << QStringLiteral("%1 %2 %3 %4 %5")
-                    .arg(name)
-                    .arg(frame.x())
-                    .arg(frame.y())
-                    .arg(frame.width())
-                    .arg(frame.height());
-    }
-    QCOMPARE(frames, QStringList({"Reset macOS Permissions 28 186 270 34", "Remove AI Model 322 186 270 34",
-                                  "Remove App Only 28 234 270 34", "Full Uninstall 322 234 270 34",
-                                  "Quit 468 474 124 30", "icon 28 36 64 64", "heading 108 32 470 34",
-                                  "subtitle 108 65 470 34", "safetyBox 28 118 564 48", "safetyNote 42 128 536 28",
-                                  "progress 28 285 564 16", "status 28 314 564 150"}));
-    for (const char* name : {"heading", "subtitle", "safetyNote"}) {
-      auto* label = qobject_cast<QLabel*>(child(app, QLatin1String(name)));
-      const QRect needed =
-          QFontMetrics(label->font()).boundingRect(QRect(0, 0, label->width(), 1000), Qt::TextWordWrap, label->text());
-      QVERIFY2(needed.height() <= label->height() && needed.width() <= label->width(), name);
+  // Layout points are pixels at the default resolution, where every text
+  // must fit its fixed frame.
+  void layout_data() { addTableRows("window", "controls"); }
+  void layout() {
+    QFETCH(QJsonObject, row);
+    FakePlatform platform;
+    UninstallerApp app(platform);
+    app.show();
+    const bool isButton = row["button"].isDouble();
+    QWidget* control = isButton ? app.buttons.at(row["button"].toInt()) : child(app, row["name"].toString());
+    if (isButton) QCOMPARE(static_cast<QPushButton*>(control)->text(), row["name"].toString());
+    QCOMPARE(control->geometry(), rectOf(row["frame"]).toRect());
+    if (auto* label = qobject_cast<QLabel*>(control); label && row["fits"].toBool()) {
+      const QRect needed = label->fontMetrics().boundingRect(QRect(0, 0, label->width(), 1000), Qt::TextWordWrap,
+                                                             label->text());
+      QVERIFY(needed.height() <= label->height() && needed.width() <= label->width());
     }
   }
 
   // Each button asks its own question; a no leaves no busy state, no log
   // entry and no plan run later.
-  void cancelChangesNothing_data() {
-    QTest::addColumn<int>("button");
-    QTest::addColumn<QString>("title");
-    QTest::newRow("reset") << 0 << "Reset permissions?|Reset macOS Permissions";
-    QTest::newRow("remove model") << 1 << "Remove the AI model?|Remove AI Model";
-    QTest::newRow("remove app") << 2 << "Remove Talvoren app?|Remove App Only";
-    QTest::newRow("full") << 3 << "Fully uninstall Talvoren?|Full Uninstall";
-  }
+  void cancelChangesNothing_data() { addTableRows("window", "cancel"); }
   void cancelChangesNothing() {
-    QFETCH(int, button);
-    QFETCH(QString, title);
+    QFETCH(QJsonObject, row);
     FakePlatform platform;
     UninstallerApp app(platform);
     app.show();
     const QByteArray logBefore = platform.files.value(kFakeLogPath);
     platform.journal.clear();
 
-    app.buttons.at(std::size_t(button))->click();
+    app.buttons.at(row["button"].toInt())->click();
     QTest::qWait(250);
 
-    QCOMPARE(platform.journal, QStringList{"confirm " + title.section('|', 0, 0)});
+    QCOMPARE(platform.journal, QStringList{"confirm " + row["title"].toString()});
     const FakePlatform::Confirmation& asked = platform.confirmations[0];
-    QCOMPARE(asked.title + "|" + asked.confirmTitle + "|" + asked.cancelTitle, title + "|Cancel");
+    QCOMPARE(asked.confirmTitle + "|" + asked.cancelTitle, row["confirm"].toString() + "|Cancel");
     QCOMPARE(platform.files.value(kFakeLogPath), logBefore);
     QCOMPARE(app.statusView->toPlainText(), kInitial);
     QVERIFY(idle(app));
@@ -124,85 +107,62 @@ class WindowTest : public QObject {
   }
 
   // A normal start shows twice: one window, two placements, two log lines.
-  void showPlacesAndLogs_data() {
-    QTest::addColumn<bool>("hasScreen");
-    QTest::addColumn<QString>("placement");
-    QTest::addColumn<QString>("logged");
-    QTest::newRow("centred, fractions printed exactly") << true << "frame 410.5 198.25 620 548"
-                                                        << "version=2.4.1 frame=(410.5, 198.25, 620.0, 548.0)";
-    QTest::newRow("no screen, no version") << false << "origin 120 120"
-                                           << "version=unknown frame=(120.0, 120.0, 620.0, 548.0)";
-  }
+  void showPlacesAndLogs_data() { addTableRows("window", "show"); }
   void showPlacesAndLogs() {
-    QFETCH(bool, hasScreen);
-    QFETCH(QString, placement);
-    QFETCH(QString, logged);
+    QFETCH(QJsonObject, row);
     FakePlatform platform;
-    platform.shortVersion.reset();
-    if (hasScreen) {
-      platform.screenList = {{{0, 0, 1441, 900}, {0, 70, 1441, 804.5}}};
-      platform.shortVersion = QStringLiteral("2.4.1");
-    }
+    for (const QJsonValue& screen : row["screens"].toArray())
+      platform.screenList.push_back({rectOf(screen[0]), rectOf(screen[1])});
+    platform.shortVersion = row["version"].isString() ? std::optional(row["version"].toString()) : std::nullopt;
     UninstallerApp app(platform);
     app.show();
     QWidget* first = app.window.get();
     app.show();
 
     QCOMPARE(app.window.get(), first);
+    const QString placement = row["placement"].toString();
     QCOMPARE(platform.journal, (QStringList{placement, "front", placement, "front"}));
-    const QString line = "[2026-11-16T15:54:07Z] Uninstaller shown bundle=/opt/TalvorenUninstaller " + logged + "\n";
+    const QString line = "[2026-11-16T15:54:07Z] Uninstaller shown bundle=/opt/TalvorenUninstaller " +
+                         row["logged"].toString() + "\n";
     QCOMPARE(platform.files.value(kFakeLogPath), (line + line).toUtf8());
   }
 
   // Which sources exist, as letters: R our resource, L it loads, A the
-  // installed app, P the program's icon. Invalid colour: no picture at all.
-  void iconFallsBack_data() {
-    QTest::addColumn<QString>("sources");
-    QTest::addColumn<QColor>("expected");
-    QTest::newRow("own resource") << "RLAP" << QColor(Qt::red);
-    QTest::newRow("unreadable resource, installed app") << "RAP" << QColor(Qt::green);
-    QTest::newRow("neither: program icon") << "P" << QColor(Qt::blue);
-    QTest::newRow("nothing at all") << "" << QColor();
-  }
+  // installed app, P the program's icon. No colour: no picture at all.
+  void iconFallsBack_data() { addTableRows("window", "icon"); }
   void iconFallsBack() {
-    QFETCH(QString, sources);
-    QFETCH(QColor, expected);
+    QFETCH(QJsonObject, row);
+    const QString sources = row["sources"].toString();
     FakePlatform platform;
     const QString path = QStringLiteral("/opt/TalvorenUninstaller/OstrelIcon.png");
     if (sources.contains('R')) platform.resources.insert(QStringLiteral("OstrelIcon.png"), path);
     if (sources.contains('L')) platform.images.insert(path, solid(Qt::red));
     if (sources.contains('A')) platform.addDirectory(QStringLiteral("/Applications/Talvoren.app"));
-    platform.fileIcons.insert(QStringLiteral("/Applications/Talvoren.app"), solid(Qt::green));
+    platform.fileIcons.insert(QStringLiteral("/Applications/Talvoren.app"), solid(QColor("lime")));
     if (sources.contains('P')) platform.programIcon = solid(Qt::blue);
     UninstallerApp app(platform);
     app.show();
 
     const QPixmap shown = qobject_cast<QLabel*>(child(app, QStringLiteral("icon")))->pixmap();
-    QCOMPARE(shown.isNull(), !expected.isValid());
-    if (!expected.isValid()) return;
+    QCOMPARE(shown.isNull(), !row.contains("colour"));
+    if (shown.isNull()) return;
     QCOMPARE(shown.size(), QSize(64, 64));  // scaled up to fit
-    QCOMPARE(shown.toImage().pixelColor(32, 32), expected);
+    QCOMPARE(shown.toImage().pixelColor(32, 32), QColor(row["colour"].toString()));
   }
 
   // The plan starts no sooner than 0.1 s later, with the window busy. The log
   // gets a blank line, a stamped heading and the report; the line naming the
   // log is for the screen only, where status and dialog agree.
-  void runnerRunsPlanLaterAndReports_data() {
-    QTest::addColumn<bool>("withWindow");
-    QTest::addColumn<bool>("failure");
-    QTest::newRow("on the window, all well") << true << false;
-    QTest::newRow("on the window, a failure") << true << true;
-    QTest::newRow("no window") << false << true;
-  }
+  void runnerRunsPlanLaterAndReports_data() { addTableRows("window", "runner"); }
   void runnerRunsPlanLaterAndReports() {
-    QFETCH(bool, withWindow);
-    QFETCH(bool, failure);
+    QFETCH(QJsonObject, row);
+    const bool withWindow = row["window"].toBool();
+    const QString last = row["last"].toString();
+    const bool failure = last.startsWith(QLatin1String("[Needs attention] "));
     FakePlatform platform;
     UninstallerApp app(platform);
     if (withWindow) app.show();
     const QByteArray logBefore = platform.files.value(kFakeLogPath);
-    const QString last =
-        failure ? "[Needs attention] Logs: could not be moved to Trash (denied)" : "[OK] Logs: moved to Trash";
     qint64 startedAfterMs = -1;
     bool busyWhileRunning = false;
     QElapsedTimer clock;
@@ -213,7 +173,7 @@ class WindowTest : public QObject {
       busyWhileRunning = busy(app);
       Report report;
       report.skipped("Install manifest: not found");
-      failure ? report.warning(last.mid(18)) : report.ok(last.mid(5));
+      failure ? report.warning(last.section("] ", 1)) : report.ok(last.section("] ", 1));
       return report;
     });
     QCOMPARE(startedAfterMs, -1);
