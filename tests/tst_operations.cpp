@@ -1,5 +1,5 @@
 // The cleanup operations and the plans that chain them, on the fake platform,
-// one case per entry of tests/data/operations.json: what is installed and how
+// one case per entry of tests/data/tables/operations.json: what is installed and how
 // the system answers, the call, and everything that must follow. The keys are
 // described at the top of that file.
 #include <QJsonArray>
@@ -9,6 +9,7 @@
 
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
+#include "support/Tables.h"
 
 namespace {
 
@@ -131,26 +132,19 @@ class OperationsTest : public QObject {
 
  private Q_SLOTS:
   void operations_data() {
-    QFile file(QStringLiteral(TALVOREN_TEST_DATA "/operations.json"));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QJsonParseError error{};
-    const QJsonObject data = QJsonDocument::fromJson(file.readAll(), &error).object();
-    QVERIFY2(error.error == QJsonParseError::NoError, qPrintable(error.errorString()));
-    gNames = data.value(QStringLiteral("names")).toObject();
-    QTest::addColumn<QJsonObject>("testCase");
-    for (const QJsonValue& value : data.value(QStringLiteral("cases")).toArray())
-      QTest::newRow(qPrintable(value[QStringLiteral("name")].toString())) << value.toObject();
+    gNames = tableOf("operations", "names").toObject();
+    addTableRows("operations", "cases");
   }
 
   void operations() {
-    QFETCH(QJsonObject, testCase);
-    const QJsonObject expected = testCase.value(QStringLiteral("expect")).toObject();
+    QFETCH(QJsonObject, row);
+    const QJsonObject expected = row.value(QStringLiteral("expect")).toObject();
     FakePlatform platform;
-    install(platform, testCase.value(QStringLiteral("given")).toObject());
+    install(platform, row.value(QStringLiteral("given")).toObject());
     UninstallerApp app(platform);
     const QDateTime start = platform.now;
 
-    const Report report = perform(app, testCase.value(QStringLiteral("call")).toObject());
+    const Report report = perform(app, row.value(QStringLiteral("call")).toObject());
 
     const QStringList lines = strings(expected.value(QStringLiteral("lines")));
     QCOMPARE(report.lines, lines);

@@ -4,11 +4,16 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 
-void addTableRows(const char* suite, const char* table) {
+QJsonValue tableOf(const char* suite, const char* table) {
   QFile file(QStringLiteral(TALVOREN_TEST_DATA "/tables/") + QLatin1String(suite) + ".json");
   if (!file.open(QIODevice::ReadOnly)) qFatal("cannot read %s", qPrintable(file.fileName()));
-  const QJsonArray rows = QJsonDocument::fromJson(file.readAll())[QLatin1String(table)].toArray();
-  if (rows.isEmpty()) qFatal("no rows in table %s of %s", table, suite);
+  const QJsonValue value = QJsonDocument::fromJson(file.readAll())[QLatin1String(table)];
+  if (value.isUndefined()) qFatal("no table %s in %s", table, suite);
+  return value;
+}
+
+void addTableRows(const char* suite, const char* table) {
+  const QJsonArray rows = tableOf(suite, table).toArray();
   QTest::addColumn<QJsonObject>("row");
   for (const QJsonValue& row : rows) QTest::newRow(qPrintable(row["name"].toString())) << row.toObject();
 }

@@ -6,6 +6,8 @@
 #include <QRectF>
 #include <QtTest>
 
+// One table (or any other entry) of a suite's file.
+QJsonValue tableOf(const char* suite, const char* table);
 // Adds the one column "row" (a QJsonObject) and one data row per table row.
 void addTableRows(const char* suite, const char* table);
 // UTF-8, except that "\xNN" is the byte NN and "\xNN{N}" that byte N times.
