@@ -1,15 +1,13 @@
 // The cleanup operations and the plans that chain them, on the fake platform,
-// one case per entry of tests/data/tables/operations.json: what is installed and how
-// the system answers, the call, and everything that must follow. The keys are
-// described at the top of that file.
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QtTest>
-
+// one case per entry of tests/data/tables/operations.json: what is installed
+// and how the system answers, the call, and everything that must follow. The
+// keys are described at the top of that file.
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
 #include "support/Tables.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
 
 namespace {
 

@@ -1,14 +1,15 @@
 #pragma once
 
+#include "platform/Platform.h"
+
 #include <QFileInfo>
 #include <QMap>
 #include <QRegularExpression>
 #include <QSet>
 #include <QStringList>
 #include <QTimeZone>
-#include <functional>
 
-#include "platform/Platform.h"
+#include <functional>
 
 // Where the program keeps its log under the fake home.
 inline const QString kFakeLogPath = QStringLiteral("/Users/example/Library/Logs/Talvoren-Uninstaller.log");
