@@ -105,6 +105,10 @@ Report perform(UninstallerApp& app, const QJsonObject& call) {
     app.resetPermissions(report);
   } else if (operation == QLatin1String("resetSetupCompletionMarker")) {
     app.resetSetupCompletionMarker(report);
+  } else if (operation == QLatin1String("resetPermissionsPlan")) {
+    report = app.resetPermissionsPlan();
+  } else if (operation == QLatin1String("removeModelPlan")) {
+    report = app.removeModelPlan();
   } else if (operation == QLatin1String("removeAppOnlyPlan")) {
     report = app.removeAppOnlyPlan();
   } else if (operation == QLatin1String("fullUninstallPlan")) {

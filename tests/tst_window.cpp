@@ -90,6 +90,7 @@ class WindowTest : public QObject {
 
     QCOMPARE(platform.journal, QStringList{"confirm " + row["title"].toString()});
     const FakePlatform::Confirmation& asked = platform.confirmations[0];
+    QCOMPARE(asked.message, row["message"].toString());
     QCOMPARE(asked.confirmTitle + "|" + asked.cancelTitle, row["confirm"].toString() + "|Cancel");
     QCOMPARE(platform.files.value(kFakeLogPath), logBefore);
     QCOMPARE(app.statusView->toPlainText(), kInitial);
