@@ -2,9 +2,9 @@
 // log block, the status text and the completion dialog.
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
+#include "platform/ReportView.h"
 
 #include <QElapsedTimer>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QtTest>

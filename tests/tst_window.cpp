@@ -3,9 +3,9 @@
 // busy state is checked around a running action in tst_action_runner.
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
+#include "platform/ReportView.h"
 
 #include <QLabel>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QtTest>

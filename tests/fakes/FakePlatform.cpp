@@ -166,9 +166,9 @@ bool FakePlatform::confirm(const QString& title, const QString& message, const Q
 }
 
 void FakePlatform::showCompletion(QWidget* window, bool warningStyle, const QString& title,
-                                  const QString& informativeText, const QString& buttonTitle) {
+                                  const QStringList& reportLines, const QString& buttonTitle) {
   journal.append(QStringLiteral("completion ") + title);
-  completions.push_back({window, warningStyle, title, informativeText, buttonTitle});
+  completions.push_back({window, warningStyle, title, reportLines.join(QLatin1Char('\n')), buttonTitle});
 }
 
 QStringList FakePlatform::journalOf(const QString& kind) const {

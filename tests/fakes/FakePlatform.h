@@ -156,7 +156,7 @@ class FakePlatform final : public Platform {
   void terminateApplication() override;
   bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
                const QString& cancelTitle) override;
-  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QString& informativeText,
+  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QStringList& reportLines,
                       const QString& buttonTitle) override;
 
   // The journal lines of one kind, e.g. journalOf("run").
