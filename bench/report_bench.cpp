@@ -5,13 +5,12 @@
 //   report_bench [SIZE...]   SIZE: a number of lines, or "1MB" for one line of
 //                            a megabyte (default: 20 100000 1000000 1MB)
 #include "app/UninstallerApp.h"
-#include "platform/ReportText.h"
+#include "platform/ReportView.h"
 #include "platform/linux/LinuxPlatform.h"
 
 #include <QApplication>
 #include <QDialog>
 #include <QElapsedTimer>
-#include <QPlainTextEdit>
 #include <QScreen>
 #include <QTemporaryDir>
 
@@ -42,11 +41,11 @@ void show(const QString& name, UninstallerApp& app, LinuxPlatform& platform, con
   const QString text = lines.join(QLatin1Char('\n'));
   QElapsedTimer timer;
   timer.start();
-  showReportText(*app.statusView, text);
+  app.statusView->setLines(lines);
   app.window->grab();
   const qint64 statusMs = timer.restart();
 
-  platform.showCompletion(app.window.get(), false, QStringLiteral("Done"), text, QStringLiteral("OK"));
+  platform.showCompletion(app.window.get(), false, QStringLiteral("Done"), lines, QStringLiteral("OK"));
   QDialog* dialog = paintedDialog();
   const qint64 dialogMs = timer.elapsed();
   const QSize size = dialog->size();

@@ -3,11 +3,11 @@
 // icon's fallbacks, the busy state, the log block and the completion dialog.
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
+#include "platform/ReportView.h"
 #include "support/Tables.h"
 
 #include <QJsonArray>
 #include <QLabel>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 

@@ -2,12 +2,12 @@
 // conversion between Qt's screen coordinates and the desktop's, reports of
 // any size, and how the program ends.
 #include "app/UninstallerApp.h"
-#include "platform/ReportText.h"
+#include "platform/ReportView.h"
 #include "platform/linux/LinuxPlatform.h"
 
 #include <QAbstractButton>
+#include <QClipboard>
 #include <QMessageBox>
-#include <QPlainTextEdit>
 #include <QScreen>
 #include <QTimer>
 #include <QtTest>
@@ -99,6 +99,8 @@ class WindowLinuxTest : public QObject {
     QTest::newRow("application-modal without a window, failure, 20,000 lines")
         << false << true << lines.join(QLatin1Char('\n'));
     QTest::newRow("one line of a megabyte") << true << false << QString(1 << 20, QLatin1Char('x'));
+    QTest::newRow("names with a no-break space and a line separator")
+        << true << false << QStringLiteral("[OK] Talvoren\u00a0Projects: moved\n[OK] a\u2028b: moved\n");
   }
 
   // On a window the dialog is modal to it only, returns at once and deletes
@@ -112,9 +114,9 @@ class WindowLinuxTest : public QObject {
     // reports took from minutes to forever.
     QElapsedTimer timer;
     timer.start();
-    QPlainTextEdit status;
+    ReportView status;
     status.show();
-    showReportText(status, report);
+    status.setText(report);
     status.grab();
     QVERIFY(status.toPlainText() == report);
 
@@ -130,12 +132,15 @@ class WindowLinuxTest : public QObject {
       QCOMPARE(box.icon(), failure ? QMessageBox::Warning : QMessageBox::Information);
       QCOMPARE(box.buttons().size(), 1);
       QCOMPARE(box.text() + "|" + box.buttons().first()->text(), QStringLiteral("Done|OK"));
-      const auto* view = box.findChild<QPlainTextEdit*>();
+      auto* view = box.findChild<ReportView*>();
       QVERIFY(view && view->isReadOnly() && view->toPlainText() == report);
+      QTest::keySequence(view, QKeySequence::SelectAll);
+      QTest::keySequence(view, QKeySequence::Copy);
+      QVERIFY(QGuiApplication::clipboard()->text() == report);
       QVERIFY(box.frameGeometry().height() <= box.screen()->availableGeometry().height());
     });
     LinuxPlatform platform;
-    platform.showCompletion(onWindow ? &window : nullptr, failure, "Done", report, "OK");
+    platform.showCompletion(onWindow ? &window : nullptr, failure, "Done", report.split('\n'), "OK");
 
     QCOMPARE(answered, !onWindow);
     QTRY_VERIFY(answered);

@@ -1,7 +1,6 @@
 #include "app/UninstallerApp.h"
-#include "platform/ReportText.h"
+#include "platform/ReportView.h"
 
-#include <QPlainTextEdit>
 #include <QTimer>
 
 namespace {
@@ -14,21 +13,21 @@ constexpr int kPlanDelayMs = 100;
 
 void UninstallerApp::runAction(ActionPlan plan) {
   setBusy(true);
-  statusView->setPlainText(text.working);
+  statusView->setText(text.working);
   // A precise timer never fires early, so the plan starts no sooner than the
   // delay; `this` as context drops the plan if the controller goes first.
   QTimer::singleShot(kPlanDelayMs, Qt::PreciseTimer, this, [this, plan = std::move(plan)] {
     Report report = plan();
 
-    // An empty line, the heading, then the report as it stands.
-    log_.append(QStringList{QString(), log_.stamped(QStringLiteral("Action report:"))} + report.lines);
+    log_.appendReport(report.lines);
     // Added after logging: it names the log, so it belongs on screen only.
     report.ok(text.logSaved + QStringLiteral(": ") + install_.uninstallerLogPath());
 
-    const QString summary = report.lines.join(QLatin1Char('\n'));
-    showReportText(*statusView, summary);
+    // The status text and the dialog share the report's lines, never joined:
+    // a million lines would be hundreds of megabytes to copy.
+    statusView->setLines(report.lines);
     setBusy(false);
-    platform_.showCompletion(window.get(), report.hasFailure, text.doneTitle, summary, QStringLiteral("OK"));
+    platform_.showCompletion(window.get(), report.hasFailure, text.doneTitle, report.lines, QStringLiteral("OK"));
   });
 }
 

@@ -5,15 +5,53 @@
 
 #include <QDateTime>
 #include <QFileInfo>
+#include <QStringEncoder>
+
+#include <algorithm>
+#include <initializer_list>
+#include <QStringEncoder>
+
+namespace {
+
+// Each line and its line feed in UTF-8, encoded straight into one buffer of
+// the largest size they can take: a report of a million lines is a hundred
+// megabytes, which a joined string would first copy twice over, and pages
+// never written to cost nothing.
+QByteArray encodeLines(std::initializer_list<const QStringList*> lists) {
+  qsizetype characters = 0;
+  for (const QStringList* lines : lists)
+    for (const QString& line : *lines) characters += line.size() + 1;
+  QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
+  QByteArray bytes(encoder.requiredSpace(characters), Qt::Uninitialized);
+  char* end = bytes.data();
+  for (const QStringList* lines : lists) {
+    for (const QString& line : *lines) {
+      // The encoder writes U+FFFD for a lone surrogate where a line appended
+      // on its own gets "?"; such rare lines go that way to keep the bytes.
+      if (line.isValidUtf16()) {
+        end = encoder.appendToBuffer(end, line);
+      } else {
+        const QByteArray alone = line.toUtf8();
+        end = std::copy(alone.begin(), alone.end(), end);
+      }
+      *end++ = '\n';
+    }
+  }
+  bytes.truncate(end - bytes.data());
+  return bytes;
+}
+
+}  // namespace
 
 const QString& UninstallLog::path() const { return install_.uninstallerLogPath(); }
 
 void UninstallLog::append(const QString& line) const { appendBytes((line + QLatin1Char('\n')).toUtf8()); }
 
-void UninstallLog::append(const QStringList& lines) const {
-  QString block;
-  for (const QString& line : lines) block += line + QLatin1Char('\n');
-  appendBytes(block.toUtf8());
+void UninstallLog::append(const QStringList& lines) const { appendBytes(encodeLines({&lines})); }
+
+void UninstallLog::appendReport(const QStringList& lines) const {
+  const QStringList heading{QString(), stamped(QStringLiteral("Action report:"))};
+  appendBytes(encodeLines({&heading, &lines}));
 }
 
 void UninstallLog::appendBytes(const QByteArray& bytes) const {

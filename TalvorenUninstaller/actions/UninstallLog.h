@@ -23,6 +23,9 @@ class UninstallLog {
   // bytes as appending them one by one, but a report of any length lands at
   // once and whole.
   void append(const QStringList& lines) const;
+  // An action's report as one append: an empty line, the timestamped heading
+  // "Action report:", then `lines`.
+  void appendReport(const QStringList& lines) const;
   // Adds "[" + the current UTC time + "] " + message.
   void write(const QString& message) const;
   // That timestamped line, without writing it.

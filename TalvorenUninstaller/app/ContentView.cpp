@@ -1,11 +1,11 @@
 #include "app/ContentLayout.h"
 #include "app/UninstallerApp.h"
+#include "platform/ReportView.h"
 
 #include <QFontDatabase>
 #include <QLabel>
 #include <QPainter>
 #include <QPixmap>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 
@@ -115,18 +115,15 @@ QWidget* UninstallerApp::makeContentView() {
   progress->setGeometry(frame(28, 219, 564, 16));
   progress->hide();
 
-  // The text edit is both the bordered scroll view and the status text; its
-  // always-present vertical scroller takes the 16 points between the two.
+  // The report view is both the bordered scroll view and the status text;
+  // its always-present vertical scroller takes the 16 points between the two.
+  // It wraps at its width and never scrolls sideways.
   statusView->setParent(root);
   statusView->setObjectName(QStringLiteral("status"));
-  statusView->setReadOnly(true);
-  statusView->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   statusView->setFont(monospacedFont(12));
   statusView->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
   statusView->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-  statusView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  statusView->setLineWrapMode(QPlainTextEdit::WidgetWidth);
-  statusView->setPlainText(text.initialStatus);
+  statusView->setText(text.initialStatus);
   statusView->setGeometry(frame(28, 56, 564, 150));
 
   addButton(text.quitButton, &UninstallerApp::quit, frame(468, 16, 124, 30));

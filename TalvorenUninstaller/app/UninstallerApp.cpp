@@ -1,11 +1,12 @@
 #include "app/UninstallerApp.h"
 
-#include <QPlainTextEdit>
+#include "platform/ReportView.h"
+
 #include <QProgressBar>
 
 UninstallerApp::UninstallerApp(Platform& platform, QObject* parent)
     : QObject(parent),
-      statusView(new QPlainTextEdit),
+      statusView(new ReportView),
       progress(new QProgressBar),
       platform_(platform),
       install_(platform),

@@ -17,10 +17,10 @@
 #include <memory>
 #include <vector>
 
-class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
 class QWidget;
+class ReportView;
 
 // The one controller of the program: it owns the texts, the window and its
 // controls, and every operation that an action runs is one of its members,
@@ -38,7 +38,7 @@ class UninstallerApp : public QObject {
   const Text text;
   // Created with the controller and laid out into the window by
   // makeContentView(); the window owns them from then on.
-  QPlainTextEdit* const statusView;
+  ReportView* const statusView;
   QProgressBar* const progress;
   // Empty until show() first creates the window; kept for the rest of the run.
   std::unique_ptr<QWidget> window;

@@ -166,9 +166,10 @@ class Platform {
   // cancel button that answers Escape. True only for the confirming button.
   virtual bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
                        const QString& cancelTitle) = 0;
-  // The completion dialog with one button. With a window it is a sheet on it
-  // and returns at once; without one it is application-modal and returns once
+  // The completion dialog with one button; its informative text is
+  // `reportLines` joined by line feeds. With a window it is a sheet on it and
+  // returns at once; without one it is application-modal and returns once
   // dismissed.
   virtual void showCompletion(QWidget* window, bool warningStyle, const QString& title,
-                              const QString& informativeText, const QString& buttonTitle) = 0;
+                              const QStringList& reportLines, const QString& buttonTitle) = 0;
 };

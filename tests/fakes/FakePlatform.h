@@ -201,8 +201,8 @@ class FakePlatform final : public Platform {
     confirmations.push_back({title, message, confirmTitle, cancelTitle});
     return false;
   }
-  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QString& informativeText,
+  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QStringList& reportLines,
                       const QString& buttonTitle) override {
-    completions.push_back({window, warningStyle, title, informativeText, buttonTitle});
+    completions.push_back({window, warningStyle, title, reportLines.join(QLatin1Char('\n')), buttonTitle});
   }
 };

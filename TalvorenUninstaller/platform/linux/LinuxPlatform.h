@@ -48,7 +48,7 @@ class LinuxPlatform final : public Platform {
 
   bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
                const QString& cancelTitle) override;
-  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QString& informativeText,
+  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QStringList& reportLines,
                       const QString& buttonTitle) override;
 
  private:

@@ -1,16 +1,14 @@
 #include "platform/linux/LinuxPlatform.h"
 
-#include "platform/ReportText.h"
+#include "platform/ReportView.h"
 
 #include <QGridLayout>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QMessageBox>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -38,53 +36,18 @@ std::unique_ptr<QMessageBox> makeConfirmationBox(const QString& title, const QSt
 // the screen. The view is as tall as a short report needs and at most half
 // the screen, so the box always fits.
 constexpr int kReportWidth = 480;
-// Short enough to be measured in a moment; longer reports get the full height.
-constexpr qsizetype kMeasuredCharacters = 20000;
 
-// The height the text needs, or nothing when it needs more than `limit`.
-std::optional<int> fittingHeight(const QPlainTextEdit& view, const QString& text, int limit) {
-  if (text.size() > kMeasuredCharacters) return std::nullopt;
-  const int margins = 2 * (view.frameWidth() + int(view.document()->documentMargin()));
-  const QFontMetrics metrics(view.font());
-  const QRect needed =
-      metrics.boundingRect(QRect(0, 0, kReportWidth - margins, 1 << 20), Qt::TextWordWrap, text);
-  const int height = needed.height() + margins + metrics.lineSpacing() / 2;
-  if (height > limit) return std::nullopt;
-  return height;
-}
-
-// Takes its text once it is shown, at its final width: text put in before
-// would be laid out at the width of a widget not yet shown and then again.
-class ReportView final : public QPlainTextEdit {
- public:
-  ReportView(QWidget* parent, QString text) : QPlainTextEdit(parent), text_(std::move(text)) {}
-
- protected:
-  void showEvent(QShowEvent* event) override {
-    QPlainTextEdit::showEvent(event);
-    if (shown_) return;
-    shown_ = true;
-    showReportText(*this, text_);
-    text_.clear();
-  }
-
- private:
-  QString text_;
-  bool shown_ = false;
-};
-
-void addReportView(QMessageBox& box, const QString& text) {
-  auto* view = new ReportView(&box, text);
+void addReportView(QMessageBox& box, const QStringList& lines) {
+  auto* view = new ReportView(&box);
   view->setObjectName(QStringLiteral("report"));
-  view->setReadOnly(true);
-  view->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  view->setLines(lines);
   // Return and Escape keep answering the box through its button.
   view->setFocusPolicy(Qt::ClickFocus);
   const QScreen* screen = box.parentWidget() ? box.parentWidget()->screen() : QGuiApplication::primaryScreen();
   const int limit = screen ? screen->availableGeometry().height() / 2 : kReportWidth;
-  const std::optional<int> height = fittingHeight(*view, text, limit);
-  // Decided before the text goes in: a scroll bar that appears later would
-  // narrow the view and lay a long text out a second time.
+  const std::optional<int> height = view->heightToShowAll(kReportWidth, limit);
+  // Decided before the view is shown: a scroll bar that appears later would
+  // narrow the view and wrap a long text a second time.
   view->setVerticalScrollBarPolicy(height ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
   view->setFixedSize(kReportWidth, height.value_or(limit));
 
@@ -100,7 +63,7 @@ void addReportView(QMessageBox& box, const QString& text) {
 // to that window only and deletes itself once closed; without one it is
 // application-modal.
 std::unique_ptr<QMessageBox> makeCompletionBox(QWidget* window, bool warningStyle, const QString& title,
-                                               const QString& report, const QString& buttonTitle) {
+                                               const QStringList& report, const QString& buttonTitle) {
   auto box = std::make_unique<QMessageBox>(window);
   box->setIcon(warningStyle ? QMessageBox::Warning : QMessageBox::Information);
   box->setText(title);
@@ -129,8 +92,8 @@ bool LinuxPlatform::confirm(const QString& title, const QString& message, const 
 }
 
 void LinuxPlatform::showCompletion(QWidget* window, bool warningStyle, const QString& title,
-                                   const QString& informativeText, const QString& buttonTitle) {
-  std::unique_ptr<QMessageBox> box = makeCompletionBox(window, warningStyle, title, informativeText, buttonTitle);
+                                   const QStringList& reportLines, const QString& buttonTitle) {
+  std::unique_ptr<QMessageBox> box = makeCompletionBox(window, warningStyle, title, reportLines, buttonTitle);
   if (!window) {
     box->exec();
     return;
