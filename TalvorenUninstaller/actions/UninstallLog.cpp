@@ -7,39 +7,13 @@
 #include <QFileInfo>
 #include <QStringEncoder>
 
-#include <algorithm>
-#include <initializer_list>
-#include <QStringEncoder>
-
 namespace {
 
-// Each line and its line feed in UTF-8, encoded straight into one buffer of
-// the largest size they can take: a report of a million lines is a hundred
-// megabytes, which a joined string would first copy twice over, and pages
-// never written to cost nothing.
-QByteArray encodeLines(std::initializer_list<const QStringList*> lists) {
-  qsizetype characters = 0;
-  for (const QStringList* lines : lists)
-    for (const QString& line : *lines) characters += line.size() + 1;
-  QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
-  QByteArray bytes(encoder.requiredSpace(characters), Qt::Uninitialized);
-  char* end = bytes.data();
-  for (const QStringList* lines : lists) {
-    for (const QString& line : *lines) {
-      // The encoder writes U+FFFD for a lone surrogate where a line appended
-      // on its own gets "?"; such rare lines go that way to keep the bytes.
-      if (line.isValidUtf16()) {
-        end = encoder.appendToBuffer(end, line);
-      } else {
-        const QByteArray alone = line.toUtf8();
-        end = std::copy(alone.begin(), alone.end(), end);
-      }
-      *end++ = '\n';
-    }
-  }
-  bytes.truncate(end - bytes.data());
-  return bytes;
-}
+// A report goes out in appends of about this many bytes, each ending with a
+// whole line. Any ordinary report is a single append; a report of a million
+// lines needs no buffer of its own size, whose first touch of every page
+// alone would take the best part of a second.
+constexpr qsizetype kAppendBytes = qsizetype(1) << 20;
 
 }  // namespace
 
@@ -47,17 +21,35 @@ const QString& UninstallLog::path() const { return install_.uninstallerLogPath()
 
 void UninstallLog::append(const QString& line) const { appendBytes((line + QLatin1Char('\n')).toUtf8()); }
 
-void UninstallLog::append(const QStringList& lines) const { appendBytes(encodeLines({&lines})); }
-
 void UninstallLog::appendReport(const QStringList& lines) const {
-  const QStringList heading{QString(), stamped(QStringLiteral("Action report:"))};
-  appendBytes(encodeLines({&heading, &lines}));
+  QByteArray chunk = '\n' + stamped(QStringLiteral("Action report:")).toUtf8() + '\n';
+  chunk.reserve(kAppendBytes);
+  QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
+  for (const QString& line : lines) {
+    const qsizetype room = encoder.requiredSpace(line.size()) + 1;
+    if (chunk.size() + room > kAppendBytes && !chunk.isEmpty()) {
+      appendBytes(chunk);
+      chunk.resize(0);
+    }
+    // The encoder writes U+FFFD for a lone surrogate where a line appended on
+    // its own gets "?"; such rare lines go that way to keep the same bytes.
+    if (!line.isValidUtf16()) {
+      chunk += line.toUtf8() + '\n';
+      continue;
+    }
+    const qsizetype start = chunk.size();
+    chunk.resize(start + room);
+    char* end = encoder.appendToBuffer(chunk.data() + start, line);
+    *end++ = '\n';
+    chunk.truncate(end - chunk.constData());
+  }
+  appendBytes(chunk);
 }
 
 void UninstallLog::appendBytes(const QByteArray& bytes) const {
-  // One append of the whole text, with the file created if missing: a log that
-  // exists but cannot be opened is left alone rather than rewritten, so no
-  // earlier byte is ever lost.
+  // An append with the file created if missing: a log that exists but cannot
+  // be opened is left alone rather than rewritten, so no earlier byte is ever
+  // lost.
   if (platform_.appendToFile(path(), bytes)) return;
   // Most likely the folder is missing (first run). If it cannot be made either,
   // the text is lost quietly.

@@ -19,12 +19,9 @@ class UninstallLog {
 
   // Adds `line` and a line feed at the end of the log, as it is.
   void append(const QString& line) const;
-  // Adds each line and its line feed, as they are, in one append: the same
-  // bytes as appending them one by one, but a report of any length lands at
-  // once and whole.
-  void append(const QStringList& lines) const;
-  // An action's report as one append: an empty line, the timestamped heading
-  // "Action report:", then `lines`.
+  // An action's report: an empty line, the timestamped heading "Action
+  // report:", then each line and its line feed. An ordinary report lands in
+  // one append; one of megabytes in appends of whole lines.
   void appendReport(const QStringList& lines) const;
   // Adds "[" + the current UTC time + "] " + message.
   void write(const QString& message) const;
