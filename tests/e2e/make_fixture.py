@@ -1,10 +1,7 @@
 #!/usr/bin/python3
-"""Builds a realistic Talvoren installation to uninstall: a home with all the
-dictation app leaves there and, inside the isolated root only, the app in
-/Applications and the package manager's speech engine. For the end-to-end
-suite and the demo:
-  make_fixture.py HOME [--user NAME] [--fake-app BINARY] [--system-items]
-"""
+"""Builds a Talvoren installation to uninstall: a home with all the dictation app leaves there and, inside the
+isolated root only (--system-items), the app in /Applications and the package manager's speech engine.
+  make_fixture.py HOME [--user NAME] [--fake-app BINARY] [--system-items]"""
 import argparse
 import json
 import os
@@ -13,7 +10,6 @@ import pwd
 import shutil
 
 APP_ID = "com.quvex.Talvoren.direct"
-INPUT_METHOD_ID = APP_ID + ".InputMethod"
 APP_BUNDLE = "/Applications/Talvoren.app"
 RUNTIME_PATH = APP_BUNDLE + "/Contents/Resources/whisper-runtime"
 SPEECH_ENGINE_PATH = "/opt/homebrew/Cellar/whisper-cpp/1.7.2"
@@ -47,8 +43,8 @@ def component(ident, kind, path, group, source="talvoren-installer"):
             "details": {"installedAt": "2026-09-30T12:00:00Z"}}
 
 
-def manifest(where):
-    """One component of every group and kind the uninstaller gives a meaning to."""
+def manifest(where, extra_rows=()):
+    """One component of every group and kind the uninstaller gives a meaning to, and `extra_rows`."""
     return {"schemaVersion": 2, "components": [
         component("path:app", "app", APP_BUNDLE, "app"),
         component("runtime:whisper", "bundled-runtime", RUNTIME_PATH, "app"),
@@ -64,7 +60,7 @@ def manifest(where):
         component("path:transcripts", "transcripts", where.transcripts, "app-data"),
         # Shared with the vendor's other apps: no action ever removes it.
         component("path:shared-container", "group-container", where.shared_container, "none"),
-    ]}
+        *(component(*row) for row in extra_rows)]}
 
 
 def write(path, contents, mode=0o644):
@@ -74,18 +70,17 @@ def write(path, contents, mode=0o644):
     os.chmod(path, mode)
 
 
-def info_plist(identifier, executable, version):
+def info_plist(identifier, executable):
     return plistlib.dumps({"CFBundleIdentifier": identifier, "CFBundleExecutable": executable,
-                           "CFBundleName": executable, "CFBundleShortVersionString": version,
-                           "CFBundlePackageType": "APPL"}, fmt=plistlib.FMT_XML)
+                           "CFBundleName": executable, "CFBundleShortVersionString": "2.3.1",
+                           "CFBundlePackageType": "APPL"})
 
 
 def executable(path, fake_app):
-    if fake_app:
-        with open(fake_app, "rb") as program:
-            write(path, program.read(), 0o755)
-    else:
-        write(path, "#!/bin/sh\nexec sleep 600\n", 0o755)
+    if not fake_app:
+        return write(path, "#!/bin/sh\nexec sleep 600\n", 0o755)
+    with open(fake_app, "rb") as program:
+        write(path, program.read(), 0o755)
 
 
 def build_home(where, fake_app):
@@ -101,7 +96,7 @@ def build_home(where, fake_app):
                                             fmt=plistlib.FMT_BINARY))
     write(where.cache + "/Cache.db", os.urandom(2048))
     write(where.saved_state + "/windows.plist", plistlib.dumps({"frames": ["0 0 400 300"]}))
-    write(where.input_method + "/Contents/Info.plist", info_plist(INPUT_METHOD_ID, "TalvorenInputMethod", "2.3.1"))
+    write(where.input_method + "/Contents/Info.plist", info_plist(APP_ID + ".InputMethod", "TalvorenInputMethod"))
     executable(where.input_method + "/Contents/MacOS/TalvorenInputMethod", fake_app)
     write(where.transcripts + "/2026-09-30 meeting.txt", "Notes the user dictated.\n")
     write(where.shared_container + "/voices.json", "{\"voices\": []}\n")
@@ -113,15 +108,17 @@ def build_home(where, fake_app):
     write(where.home + "/Library/Logs/Other.log", "other app\n")
 
 
-def build_system_items(fake_app, app_owner):
-    write(APP_BUNDLE + "/Contents/Info.plist", info_plist(APP_ID, "Talvoren", "2.3.1"))
+def build_system_items(fake_app):
+    if not os.path.exists(ISOLATED_ROOT_MARKER):
+        raise RuntimeError("refusing to write to /Applications and /opt outside the isolated test root")
+    shutil.rmtree(APP_BUNDLE, ignore_errors=True)
+    shutil.rmtree("/opt/homebrew", ignore_errors=True)
+    write(APP_BUNDLE + "/Contents/Info.plist", info_plist(APP_ID, "Talvoren"))
     executable(APP_BUNDLE + "/Contents/MacOS/Talvoren", fake_app)
     write(RUNTIME_PATH + "/libwhisper.so", os.urandom(4096))
     write(APP_BUNDLE + "/Contents/Resources/AppIcon.png", b"\x89PNG\r\n\x1a\n")
     write(SPEECH_ENGINE_PATH + "/bin/whisper-cli", "#!/bin/sh\n", 0o755)
     write(SPEECH_ENGINE_PATH + "/INSTALL_RECEIPT.json", "{}\n")
-    if app_owner is not None:
-        chown_tree(APP_BUNDLE, app_owner)
 
 
 def chown_tree(top, user):
@@ -131,38 +128,27 @@ def chown_tree(top, user):
             os.lchown(os.path.join(folder, name), user.pw_uid, user.pw_gid)
 
 
-def build(home, user=None, fake_app=None, system_items=True, app_owned_by_user=False):
-    """Replaces what was at `home` (with `system_items` also the app and the
-    speech engine) by a fresh installation. Returns its Locations."""
-    if system_items and not os.path.exists(ISOLATED_ROOT_MARKER):
-        raise RuntimeError("refusing to write to /Applications and /opt outside the isolated test root")
-    where = Locations(home)
-    # The home may be a mount point (a small file system of its own): then only
-    # its contents go.
+def build(home, user=None, fake_app=None):
+    """Replaces what was at `home` by a fresh installation and returns its Locations. The home may be a mount
+    point (a small file system of its own): then only its contents go."""
     shutil.rmtree(home, ignore_errors=True)
-    os.makedirs(home, mode=0o755, exist_ok=True)
+    os.makedirs(home, exist_ok=True)
+    where = Locations(home)
     build_home(where, fake_app)
-    if user is not None:
+    if user:
         chown_tree(home, user)
-    if system_items:
-        shutil.rmtree(APP_BUNDLE, ignore_errors=True)
-        shutil.rmtree(os.path.dirname(os.path.dirname(SPEECH_ENGINE_PATH)), ignore_errors=True)
-        build_system_items(fake_app, user if app_owned_by_user else None)
     return where
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
     parser.add_argument("home")
-    parser.add_argument("--user", help="owner of the home (needs root)")
-    parser.add_argument("--fake-app", help="program to install as the app's executable")
-    parser.add_argument("--system-items", action="store_true",
-                        help="also install /Applications/Talvoren.app and the speech engine "
-                             "(only inside the isolated root)")
+    parser.add_argument("--user")
+    parser.add_argument("--fake-app")
+    parser.add_argument("--system-items", action="store_true")
     options = parser.parse_args()
     user = pwd.getpwnam(options.user) if options.user else None
-    build(options.home, user, options.fake_app, options.system_items, app_owned_by_user=True)
-
-
-if __name__ == "__main__":
-    main()
+    build(options.home, user, options.fake_app)
+    if options.system_items:
+        build_system_items(options.fake_app)
+        chown_tree(APP_BUNDLE, user)
