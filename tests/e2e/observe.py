@@ -88,14 +88,12 @@ class Trash:
         return folder + "/files/" + found[0] if found else None
 
     def problems(self):
-        """Incomplete info files, and info files without their item or items without an info file."""
+        """Incomplete info files, and the names that have an info file or an item but not both."""
         found = []
         for folder in [self.home_folder, *self.folders.values()]:
             records = self.records(folder)
             items = set(os.listdir(folder + "/files") if os.path.isdir(folder + "/files") else [])
-            found += (["incomplete info file for " + name for name, path in records.items() if path is None] +
-                      ["info file without its item: " + name for name in records.keys() - items] +
-                      ["item without an info file: " + name for name in items - records.keys()])
+            found += [name for name, path in records.items() if path is None] + sorted(records.keys() ^ items)
         return found
 
 

@@ -11,7 +11,6 @@ import select
 import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -24,7 +23,7 @@ from observe import Trash, is_within, new_log_lines, read_calls, read_log, repor
 PROGRAM, FAKE_APP = os.environ.get("TALVOREN_PROGRAM", ""), os.environ.get("TALVOREN_FAKE_APP", "")
 HOME = "/Users/tester"
 ROOTS = (HOME, "/Applications", "/opt/homebrew")
-NAMES = {**vars(make_fixture.Locations(HOME)), "app": make_fixture.APP_BUNDLE, "engine": make_fixture.SPEECH_ENGINE_PATH}
+NAMES = make_fixture.locations(HOME)
 SHOWN = (r"Uninstaller shown bundle=%s version=\S+ frame=\(-?\d+\.\d+(, -?\d+\.\d+){3}\)"
          % re.escape(os.path.dirname(PROGRAM)))
 AS_TESTER = ["setpriv", "--reuid=2001", "--regid=2001", "--init-groups"]
@@ -53,7 +52,7 @@ def as_tester(*command, input=""):
 def expand(value):
     """Fills in the {placeholders}; a list item "@name" becomes the fragment's lines (or line)."""
     if isinstance(value, str):
-        return re.sub(r"\{(\w+)\}", lambda match: NAMES[match.group(1)], value)
+        return make_fixture.fill(value, NAMES)
     if isinstance(value, dict):
         return {expand(key): expand(item) for key, item in value.items()}
     if not isinstance(value, list):
@@ -79,11 +78,11 @@ class Case(unittest.TestCase):
 
     def run_case(self, case):
         install = case.get("install", {})
-        self.where = self.install(install)
+        self.install(install)
         self.trash, self.trashed = Trash(HOME, install.get("volumes", {}), as_tester), []
         # A log that is no ordinary file, or cannot grow, is never read.
-        self.log = None if "log" in install else self.where.uninstaller_log
-        app = make_fixture.APP_BUNDLE + "/Contents/MacOS/Talvoren"
+        self.log = None if "log" in install else NAMES["uninstaller_log"]
+        app = NAMES["app"] + "/Contents/MacOS/Talvoren"
         self.fake_app = self.start_fake_app(app, install["app"]) if "app" in install else None
         self.others = [self.start_fake_app(path, ["quit"]) for path in install.get("others", [])]
         self.window = self.start_uninstaller(install.get("environment", {}))
@@ -96,10 +95,10 @@ class Case(unittest.TestCase):
             os.makedirs(HOME, exist_ok=True)
             subprocess.run(["mount", "-t", "tmpfs", "-o", "size=" + install["full_home"], "home", HOME], check=True)
             self.addCleanup(subprocess.run, ["umount", "--lazy", HOME], check=True)
-        where = make_fixture.build(HOME, tester, FAKE_APP)
-        make_fixture.build_system_items(FAKE_APP)
+        make_fixture.build(HOME, tester, FAKE_APP)
+        make_fixture.build_system_items(NAMES, FAKE_APP)
         if administrator:
-            make_fixture.chown_tree(make_fixture.APP_BUNDLE, tester)
+            make_fixture.chown_tree(NAMES["app"], tester)
         for path, contents in install.get("files", {}).items():
             make_fixture.write(path, contents)
             make_fixture.chown_tree("/".join(path.split("/")[:3]), tester)
@@ -111,12 +110,12 @@ class Case(unittest.TestCase):
         for top, (shared_mode, _) in install.get("volumes", {}).items():
             self.mount_volume(top, shared_mode)
         if install.get("manifest") == "fifo":
-            make_fifo(where.manifest)
+            make_fifo(NAMES["manifest"])
         elif "manifest" in install:
-            make_fixture.write(where.manifest, json.dumps(make_fixture.manifest(where, install["manifest"])))
-            os.chown(where.manifest, tester.pw_uid, tester.pw_gid)
+            make_fixture.write(NAMES["manifest"], json.dumps(make_fixture.manifest(NAMES, install["manifest"])))
+            os.chown(NAMES["manifest"], tester.pw_uid, tester.pw_gid)
         if install.get("log") == "fifo":
-            make_fifo(where.uninstaller_log)
+            make_fifo(NAMES["uninstaller_log"])
         os.chown("/Applications", 0, 80 if administrator else 0)
         os.chmod("/Applications", 0o775 if administrator else 0o755)
         with open("/var/lib/talvoren-standins/finder-mode", "w", encoding="utf-8") as mode:
@@ -124,7 +123,6 @@ class Case(unittest.TestCase):
         if "full_home" in install:
             # Until no block is left: dd stops at the first write that finds none.
             subprocess.run(["dd", "if=/dev/zero", "of=%s/.filler" % HOME, "bs=64K"], capture_output=True)
-        return where
 
     def mount_volume(self, top, shared_mode):
         """Moves what is at `top` onto a file system of its own, with a shared ".Trash" of that mode (or none)."""
@@ -149,15 +147,10 @@ class Case(unittest.TestCase):
 
     def start_uninstaller(self, overrides):
         log_before = read_log(self.log)
-        self.output = tempfile.TemporaryFile()
-        self.addCleanup(self.output.close)
-        process = subprocess.Popen([*AS_TESTER, PROGRAM], env={**ENVIRONMENT, **overrides}, cwd=HOME,
-                                   stdout=self.output, stderr=subprocess.STDOUT)
+        # Its output goes with the suite's, for CTest to show when a case fails.
+        process = subprocess.Popen([*AS_TESTER, PROGRAM], env={**ENVIRONMENT, **overrides}, cwd=HOME)
         self.addCleanup(stop, process)
-        try:
-            window = UninstallerWindow(process)
-        except AssertionError as error:
-            raise AssertionError("%s; its output:\n%s" % (error, self.program_output())) from None
+        window = UninstallerWindow(process)
         if self.log:
             # Shown twice (before the event loop and once it runs), logged each time alike.
             lines = wait_until(lambda: (found := new_log_lines(self.log, log_before))[1:] and found, 10,
@@ -166,10 +159,6 @@ class Case(unittest.TestCase):
             self.assertEqual(shown[0], shown[1])
             self.assertRegex(shown[0], "^%s$" % SHOWN)
         return window
-
-    def program_output(self):
-        self.output.seek(0)
-        return self.output.read().decode(errors="replace")
 
     def step_cancel(self, step):
         log_before, before = read_log(self.log), snapshot(*ROOTS)
@@ -183,8 +172,8 @@ class Case(unittest.TestCase):
         before, log_before = snapshot(*ROOTS), read_log(self.log)
         read_calls(clear=True)
         # On screen the report ends with the line that names the log.
-        status = "\n".join(report + ["[OK] Uninstall log saved: " + self.where.uninstaller_log])
-        self.assertEqual(self.window.run_action(step["button"], status), status, "status\n" + self.program_output())
+        status = "\n".join(report + ["[OK] Uninstall log saved: " + NAMES["uninstaller_log"]])
+        self.assertEqual(self.window.run_action(step["button"], status), status, "status text")
         if self.log:
             self.assertEqual(report_block(new_log_lines(self.log, log_before)), report, "report block")
         self.assertEqual(read_calls(), step.get("calls", []))
@@ -202,7 +191,7 @@ class Case(unittest.TestCase):
                         if not any(is_within(os.path.join(original, relative), path) for path in inner)}
             self.assertEqual(subtree(snapshot(stored), stored), expected, "the Trash holds %s changed" % original)
         if "preferences" in step:
-            with open(self.where.preferences, "rb") as handle:
+            with open(NAMES["preferences"], "rb") as handle:
                 self.assertEqual(plistlib.load(handle), step["preferences"])
         for other in self.others:
             self.assertIsNone(other.poll(), "a process of another app or user was stopped")
@@ -212,8 +201,8 @@ class Case(unittest.TestCase):
 
     def assert_only_expected_changes(self, before, after, gone, changed):
         # The log grows where it is an ordinary file; anything else there must stay.
-        if before.get(self.where.uninstaller_log, ("",))[0] == "file":
-            changed = changed + [self.where.uninstaller_log]
+        if before.get(NAMES["uninstaller_log"], ("",))[0] == "file":
+            changed = changed + [NAMES["uninstaller_log"]]
         for path, value in before.items():
             if any(is_within(path, top) for top in gone):
                 self.assertNotIn(path, after, "still in place")
@@ -233,7 +222,7 @@ class Case(unittest.TestCase):
             self.assertNotIn(original, self.trash.listed_paths())
 
     def step_quit(self, step):
-        self.assertEqual(self.window.quit(), 0, "the uninstaller did not end cleanly\n" + self.program_output())
+        self.assertEqual(self.window.quit(), 0, "the uninstaller did not end cleanly")
 
 
 for name in sorted(os.listdir(os.path.join(HERE, "cases"))):
