@@ -1,14 +1,9 @@
 #!/usr/bin/env bash
-# Runs a command inside a throwaway root that holds, at their real paths, everything the uninstaller works on,
-# while the host stays untouched:
-#
-#   isolated_root.sh [--scratch-parent DIR] [--carry DIR]... [--on-disk] [--share-display] -- COMMAND...
-#
-# A private mount, PID and network namespace gets an overlay of "/" (its writable layer in a tmpfs, or with
-# --on-disk in SCRATCH/upper, for the host to look at), entered with chroot. Inside: the stand-ins for tccutil,
-# defaults, osascript and Finder (standin.py), the user "tester" (uid 2001, in group "admin") and a fresh /tmp
-# and /run. --carry DIR shows the host's DIR there read-only (this folder always); --share-display lets
-# programs inside use the host's $DISPLAY. The command sees the scratch folder as $TALVOREN_SCRATCH. Needs root.
+# isolated_root.sh [--scratch-parent DIR] [--carry DIR]... [--on-disk] [--share-display] -- COMMAND...
+# Runs COMMAND as root in a private mount, PID and network namespace, chrooted into an overlay of "/" (its
+# writable layer in a tmpfs, or with --on-disk in $TALVOREN_SCRATCH/upper for the host to look at) that holds
+# the stand-ins (standin.py), the user "tester" (uid 2001, in group "admin") and a fresh /tmp and /run.
+# --carry shows a host folder there read-only (this one always); --share-display passes the host's $DISPLAY.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 readonly here tester_uid=2001

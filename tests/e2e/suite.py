@@ -10,16 +10,13 @@ import re
 import select
 import shutil
 import subprocess
-import sys
 import unittest
 
+import make_fixture
+from gui import DISPLAY, UninstallerWindow, start_display, wait_until
+from observe import Trash, is_within, new_log_lines, read_calls, read_log, report_block, snapshot, subtree
+
 HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, HERE)
-
-import make_fixture  # noqa: E402
-from gui import DISPLAY, UninstallerWindow, start_display, wait_until  # noqa: E402
-from observe import Trash, is_within, new_log_lines, read_calls, read_log, report_block, snapshot, subtree  # noqa
-
 PROGRAM, FAKE_APP = os.environ.get("TALVOREN_PROGRAM", ""), os.environ.get("TALVOREN_FAKE_APP", "")
 HOME = "/Users/tester"
 ROOTS = (HOME, "/Applications", "/opt/homebrew")
