@@ -1,21 +1,27 @@
 #!/usr/bin/python3
-"""The isolated root's /usr/bin/defaults, /usr/bin/osascript and
-/usr/bin/tccutil: one program, installed under each name, that answers the
-calls the uninstaller makes as the real tool does, in its texts and exit
-statuses, and first appends every call to the call log."""
+"""The isolated root's /usr/bin/defaults, /usr/bin/osascript and /usr/bin/tccutil: one program under each
+name that answers the uninstaller's calls in the real tool's texts and exit statuses, and logs each call (the
+suite checks every call, so a malformed one needs no answer of its own).
+Started as standin.py it is Finder: root, like Finder once the user has authorised it, moving a path that
+osascript sends over a socket into the Trash of the sender's account, or refusing ("fail" in finder-mode)."""
+import datetime
+import errno
 import json
 import os
 import plistlib
 import pwd
 import re
 import socket
+import struct
 import sys
+import urllib.parse
 
 STATE_DIR = "/var/lib/talvoren-standins"
 FINDER_SOCKET = "/run/talvoren-finder.sock"
 DELETE_SCRIPT = re.compile(r'tell application "Finder" to delete POSIX file "((?:[^"\\]|\\.)*)"')
-SERVICES = {"All", "Accessibility", "AddressBook", "Calendar", "Camera", "ListenEvent", "Microphone",
-            "Photos", "PostEvent", "Reminders", "ScreenCapture", "SpeechRecognition", "SystemPolicyAllFiles"}
+FINDER_ERROR = "Finder got an error: %s"
+PERMISSION_ERROR = ("The operation can't be completed because you don't have permission to access some of the "
+                    "items. (-10000)")
 
 
 def fail(message, status=1):
@@ -23,24 +29,14 @@ def fail(message, status=1):
     return status
 
 
-def domain_path(domain):
-    if domain.startswith("/"):
-        return domain if domain.endswith(".plist") else domain + ".plist"
-    # The domains live in the account's own home, whatever $HOME says.
-    return os.path.join(pwd.getpwuid(os.getuid()).pw_dir, "Library", "Preferences", domain + ".plist")
-
-
 def defaults(args):
     """read DOMAIN KEY, delete DOMAIN KEY, delete DOMAIN (its whole file)."""
-    if not (len(args) == 3 and args[0] == "read" or len(args) in (2, 3) and args[0] == "delete"):
-        return fail("Command line interface to a user's defaults.\nSyntax:\n\n'defaults' [-currentHost | -host "
-                    "<hostname>] followed by one of the following:", 255)
-    path, values = domain_path(args[1]), None
+    # The domains live in the account's own home, whatever $HOME says.
+    path, values = pwd.getpwuid(os.getuid()).pw_dir + "/Library/Preferences/" + args[1] + ".plist", None
     try:
         with open(path, "rb") as handle:
-            binary = handle.read(8) == b"bplist00"
-            handle.seek(0)
-            values = plistlib.load(handle)
+            contents = handle.read()
+        values, binary = plistlib.loads(contents), contents.startswith(b"bplist00")
     except (OSError, plistlib.InvalidFileException, ValueError):
         pass
     if values is None and args[0] == "delete":
@@ -62,41 +58,22 @@ def defaults(args):
 
 
 def osascript(args):
-    """Only `tell application "Finder" to delete POSIX file "PATH"`, passed on
-    to the Finder stand-in (finder_service.py)."""
-    if len(args) != 2 or args[0] != "-e":
-        return fail("usage: osascript [-l language] [-e statement | programfile] [argument ...]")
-    script = args[1]
-    match = DELETE_SCRIPT.fullmatch(script)
-    if match is None:
-        return fail("0:%d: syntax error: A unknown token can't go here. (-2740)" % len(script))
-    path = re.sub(r"\\(.)", r"\1", match.group(1))
-    try:
-        with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as connection:
-            connection.connect(FINDER_SOCKET)
-            connection.sendall(path.encode("utf-8"))
-            connection.shutdown(socket.SHUT_WR)
-            answer = b"".join(iter(lambda: connection.recv(4096), b""))
-        status, _, message = answer.decode("utf-8").partition("\n")
-    except OSError:
-        status, message = "1", "Finder got an error: Application isn't running. (-600)"
-    if status != "0":
-        return fail("0:%d: execution error: %s" % (len(script), message))
+    """Only -e 'tell application "Finder" to delete POSIX file "PATH"'."""
+    path = re.sub(r"\\(.)", r"\1", DELETE_SCRIPT.fullmatch(args[1]).group(1))
+    with socket.socket(socket.AF_UNIX) as connection:
+        connection.connect(FINDER_SOCKET)
+        connection.sendall(path.encode("utf-8"))
+        connection.shutdown(socket.SHUT_WR)
+        message = connection.makefile(encoding="utf-8").read()
+    if message:
+        return fail("0:%d: execution error: %s" % (len(args[1]), message))
     print("document file %s of item \".Trash\"" % os.path.basename(path))
     return 0
 
 
 def tccutil(args):
-    """reset SERVICE [BUNDLE_ID]: any known service; only bundles registered
-    on this machine (listed in the state folder)."""
-    if len(args) not in (2, 3) or args[0] != "reset":
-        return fail("Usage: tccutil reset SERVICE [BUNDLE_ID]", 64)
-    if args[1] not in SERVICES:
-        return fail("tccutil: Unknown service \"%s\"." % args[1], 64)
-    if len(args) == 2:
-        print("Successfully reset %s" % args[1])
-        return 0
-    with open(os.path.join(STATE_DIR, "tcc-known-bundles"), encoding="utf-8") as listing:
+    """reset SERVICE BUNDLE_ID, for the bundles listed in tcc-known-bundles."""
+    with open(STATE_DIR + "/tcc-known-bundles", encoding="utf-8") as listing:
         if args[2] not in listing.read().split():
             return fail("tccutil: No such bundle identifier \"%s\": The operation couldn't be completed. "
                         "(OSStatus error -10814.)" % args[2], 70)
@@ -104,8 +81,65 @@ def tccutil(args):
     return 0
 
 
+def move_to_trash(path, user):
+    """Into the account's Trash in the freedesktop.org layout, under a name not yet taken there."""
+    trash = user.pw_dir + "/.local/share/Trash"
+    for folder in (user.pw_dir + "/.local", user.pw_dir + "/.local/share", trash, trash + "/files", trash + "/info"):
+        os.makedirs(folder, 0o700, exist_ok=True)
+        os.chown(folder, user.pw_uid, user.pw_gid)
+    name = base = os.path.basename(path.rstrip("/"))
+    number = 1
+    while os.path.lexists(trash + "/files/" + name) or os.path.lexists(trash + "/info/" + name + ".trashinfo"):
+        number += 1
+        name = "%s %d" % (base, number)
+    info_path = trash + "/info/" + name + ".trashinfo"
+    info = open(info_path, "x", encoding="utf-8")
+    try:
+        with info:
+            info.write("[Trash Info]\nPath=%s\nDeletionDate=%s\n"
+                       % (urllib.parse.quote(path), datetime.datetime.now().strftime("%Y-%m-%dT%H:%M:%S")))
+    except OSError:
+        # An item the Trash cannot record could never be put back: it stays, and no partial record either.
+        os.remove(info_path)
+        raise
+    os.chown(info_path, user.pw_uid, user.pw_gid)
+    os.rename(path, trash + "/files/" + name)
+
+
+def finder_answer(path, uid):
+    """The error message, or "" once the item is in the Trash."""
+    with open(STATE_DIR + "/finder-mode", encoding="utf-8") as mode:
+        if mode.read().strip() == "fail":
+            return FINDER_ERROR % PERMISSION_ERROR
+    if not os.path.lexists(path):
+        return FINDER_ERROR % "Can't get file \"%s\". (-1728)" % path
+    try:
+        move_to_trash(path, pwd.getpwuid(uid))
+    except OSError as error:
+        if error.errno == errno.ENOSPC:
+            return FINDER_ERROR % "The operation can't be completed because the disk is full. (-34)"
+        return FINDER_ERROR % error + " (-10000)"
+    return ""
+
+
+def serve_finder():
+    with socket.socket(socket.AF_UNIX) as server:
+        server.bind(FINDER_SOCKET)
+        os.chmod(FINDER_SOCKET, 0o666)
+        server.listen()
+        print("ready", flush=True)
+        while True:
+            connection, _ = server.accept()
+            with connection:
+                path = connection.makefile("rb").read().decode("utf-8")
+                uid = struct.unpack("3i", connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12))[1]
+                connection.sendall(finder_answer(path, uid).encode("utf-8"))
+
+
 if __name__ == "__main__":
     tool = os.path.basename(sys.argv[0])
-    with open(os.path.join(STATE_DIR, "calls.log"), "a", encoding="utf-8") as log:
-        log.write(json.dumps({"tool": tool, "args": sys.argv[1:]}) + "\n")
+    if tool == "standin.py":
+        sys.exit(serve_finder())
+    with open(STATE_DIR + "/calls.log", "a", encoding="utf-8") as log:
+        log.write(json.dumps([tool, *sys.argv[1:]]) + "\n")
     sys.exit({"defaults": defaults, "osascript": osascript, "tccutil": tccutil}[tool](sys.argv[1:]))
