@@ -3,6 +3,7 @@
 // icon's fallbacks, the busy state, the log block and the completion dialog.
 #include "app/UninstallerApp.h"
 #include "fakes/FakePlatform.h"
+#include "platform/ReportRows.h"
 #include "platform/ReportView.h"
 #include "support/Tables.h"
 
@@ -149,6 +150,19 @@ class WindowTest : public QObject {
     if (shown.isNull()) return;
     QCOMPARE(shown.size(), QSize(64, 64));  // scaled up to fit
     QCOMPARE(shown.toImage().pixelColor(32, 32), QColor(row["colour"].toString()));
+  }
+
+  // How a report's line breaks into the rows of a view so many columns wide.
+  void reportRows_data() { addTableRows("window", "rows"); }
+  void reportRows() {
+    QFETCH(QJsonObject, row);
+    const QString line = row["line"].toString();
+    const qsizetype columns = row["columns"].toInteger();
+    QList<qsizetype> expected;
+    for (const QJsonValue& start : row["starts"].toArray()) expected << start.toInteger();
+    const std::vector<qsizetype> starts = rowStarts(line, columns);
+    QCOMPARE(QList<qsizetype>(starts.begin(), starts.end()), expected);
+    QCOMPARE(countRows(line, columns), expected.size());
   }
 
   // The plan starts no sooner than 0.1 s later, with the window busy. The log
