@@ -68,6 +68,9 @@ class WindowTest : public QObject {
     QWidget* control = isButton ? app.buttons.at(row["button"].toInt()) : child(app, row["name"].toString());
     if (isButton) QCOMPARE(static_cast<QPushButton*>(control)->text(), row["name"].toString());
     QCOMPARE(control->geometry(), rectOf(row["frame"]).toRect());
+    if (row.contains("font"))
+      QCOMPARE(QList<int>({control->font().pixelSize(), control->font().weight()}),
+               QList<int>({row["font"][0].toInt(), row["font"][1].toInt()}));
     if (auto* label = qobject_cast<QLabel*>(control); label && row["fits"].toBool()) {
       const QRect needed = label->fontMetrics().boundingRect(QRect(0, 0, label->width(), 1000), Qt::TextWordWrap,
                                                              label->text());
