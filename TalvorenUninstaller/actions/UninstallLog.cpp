@@ -27,7 +27,9 @@ void UninstallLog::appendReport(const QStringList& lines) const {
   QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
   for (const QString& line : lines) {
     const qsizetype room = encoder.requiredSpace(line.size()) + 1;
-    if (chunk.size() + room > kAppendBytes && !chunk.isEmpty()) {
+    // The chunk always holds the heading or an earlier line here, so no
+    // append is ever empty; a line longer than a chunk goes out on its own.
+    if (chunk.size() + room > kAppendBytes) {
       appendBytes(chunk);
       chunk.resize(0);
     }
