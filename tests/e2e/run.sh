@@ -24,6 +24,9 @@ host_state() {
   { find "${watched[@]}" -printf '%p %y %s %m\n' 2>&1 || true; } | sort
 }
 
+# A run killed on timeout leaves its scratch folder, empty once its namespace
+# is gone; it would otherwise fail every later run here.
+rmdir "$PWD"/talvoren-root.* 2>/dev/null || true
 before=$(host_state)
 status=0
 "$here/isolated_root.sh" --scratch-parent "$PWD" --carry "$(dirname "$1")" --carry "$(dirname "$2")" -- \
