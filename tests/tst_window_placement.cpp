@@ -1,5 +1,6 @@
 // Where the window goes: screen choice and the centring with its margins, in
-// desktop coordinates, and the desktop made from Qt's screens.
+// desktop coordinates, and the desktop made from Qt's screens. (With no screen
+// at all: the window suite's "show" table.)
 #include "app/WindowPlacement.h"
 #include "platform/linux/DesktopCoordinates.h"
 #include "support/Tables.h"
@@ -45,12 +46,6 @@ class WindowPlacementTest : public QObject {
     const QRectF placed = std::get<QRectF>(placeWindow(coordinates.screens(), std::nullopt, kWindow));
     QCOMPARE(coordinates.toQt(placed), rectOf(row["placedInQt"]));
     QCOMPARE(coordinates.fromQt(rectOf(row["placedInQt"])), placed);
-  }
-
-  void noScreenGivesFixedOrigin() {
-    const WindowPlacement placement = placeWindow({}, std::size_t(0), kWindow);
-    QVERIFY(std::holds_alternative<QPointF>(placement));
-    QCOMPARE(std::get<QPointF>(placement), QPointF(120, 120));
   }
 };
 
