@@ -1,19 +1,16 @@
 """Drives the uninstaller's window the way a user does: mouse clicks on the buttons and keys on the dialogs
 through xdotool, on an Xvfb display; the status text is copied to the clipboard and read with xclip."""
+import json
 import os
 import subprocess
 import time
 
 WINDOW_TITLE = "Uninstall Talvoren"
-# Frames in the 620 x 520 content area from its top left: x, y, width, height.
-AREAS = {
-    "Reset macOS Permissions": (28, 186, 270, 34),
-    "Remove AI Model": (322, 186, 270, 34),
-    "Remove App Only": (28, 234, 270, 34),
-    "Full Uninstall": (322, 234, 270, 34),
-    "Quit": (468, 474, 124, 30),
-    "status": (28, 314, 564, 150),
-}
+# The controls' frames in the 620 x 520 content area from its top left, [x, y, width, height], as the window
+# suite checks them.
+with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data", "tables", "window.json"),
+          encoding="utf-8") as table:
+    AREAS = {control["name"]: control["frame"] for control in json.load(table)["controls"]}
 # The isolated root's /tmp and network are its own, so the first display number is free.
 DISPLAY = ":1"
 

@@ -29,7 +29,8 @@ host_state() {
 rmdir "$PWD"/talvoren-root.* 2>/dev/null || true
 before=$(host_state)
 status=0
-"$here/isolated_root.sh" --scratch-parent "$PWD" --carry "$(dirname "$1")" --carry "$(dirname "$2")" -- \
+"$here/isolated_root.sh" --scratch-parent "$PWD" --carry "$here/../data" --carry "$(dirname "$1")" \
+  --carry "$(dirname "$2")" -- \
   /usr/bin/env TALVOREN_PROGRAM="$1" TALVOREN_FAKE_APP="$2" /usr/bin/python3 "$here/suite.py" || status=$?
 after=$(host_state)
 diff <(echo "$before") <(echo "$after") >&2 || fail "the host shows traces of the run (above: before, after)"
