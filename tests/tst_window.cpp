@@ -1,8 +1,12 @@
 // The window as the controller builds it, and the runner around a plan, on
 // the fake platform: layout, cancelling, quitting, the showing log line, the
-// icon's fallbacks, the busy state, the log block and the completion dialog.
+// icon's fallbacks, the busy state, the log block and the completion dialog;
+// and where the window goes: screen choice and the centring with its margins,
+// in desktop coordinates, and the desktop made from Qt's screens.
 #include "app/UninstallerApp.h"
+#include "app/WindowPlacement.h"
 #include "fakes/FakePlatform.h"
+#include "platform/linux/DesktopCoordinates.h"
 #include "platform/ReportRows.h"
 #include "platform/ReportView.h"
 #include "support/Tables.h"
@@ -15,6 +19,18 @@
 namespace {
 
 const QString kInitial = QStringLiteral("Nothing has been removed yet.");
+const QSizeF kWindow(620, 548);
+
+std::optional<std::size_t> indexOf(const QJsonValue& index) {
+  return index.toInt() < 0 ? std::nullopt : std::optional(std::size_t(index.toInt()));
+}
+
+// Screens as [frame, visible frame] pairs.
+std::vector<ScreenGeometry> screensOf(const QJsonValue& pairs) {
+  std::vector<ScreenGeometry> screens;
+  for (const QJsonValue& screen : pairs.toArray()) screens.push_back({rectOf(screen[0]), rectOf(screen[1])});
+  return screens;
+}
 
 QWidget* child(UninstallerApp& app, const QString& name) { return app.window->findChild<QWidget*>(name); }
 
@@ -116,8 +132,7 @@ class WindowTest : public QObject {
   void showPlacesAndLogs() {
     QFETCH(QJsonObject, row);
     FakePlatform platform;
-    for (const QJsonValue& screen : row["screens"].toArray())
-      platform.screenList.push_back({rectOf(screen[0]), rectOf(screen[1])});
+    platform.screenList = screensOf(row["screens"]);
     platform.shortVersion = row["version"].isString() ? std::optional(row["version"].toString()) : std::nullopt;
     UninstallerApp app(platform);
     app.show();
@@ -130,6 +145,31 @@ class WindowTest : public QObject {
     const QString line = "[2026-11-16T15:54:07Z] Uninstaller shown bundle=/opt/TalvorenUninstaller " +
                          row["logged"].toString() + "\n";
     QCOMPARE(platform.files.value(kFakeLogPath), (line + line).toUtf8());
+  }
+
+  void placesOnChosenScreen_data() { addTableRows("window-placement", "placement"); }
+  void placesOnChosenScreen() {
+    QFETCH(QJsonObject, row);
+    const WindowPlacement placement = placeWindow(screensOf(row["screens"]), indexOf(row["main"]), kWindow);
+    QVERIFY(std::holds_alternative<QRectF>(placement));
+    QCOMPARE(std::get<QRectF>(placement), rectOf(row["expected"]));
+  }
+
+  void desktopFromQtScreens_data() { addTableRows("window-placement", "desktop"); }
+  void desktopFromQtScreens() {
+    QFETCH(QJsonObject, row);
+    std::vector<QtScreen> screens;
+    for (const QJsonValue& screen : row["qt"].toArray())
+      screens.push_back({rectOf(screen[0]).toRect(), rectOf(screen[1]).toRect()});
+    const DesktopCoordinates coordinates(screens, indexOf(row["primary"]));
+    QList<QRectF> mapped, expected;
+    for (const ScreenGeometry& screen : coordinates.screens()) mapped << screen.frame << screen.visibleFrame;
+    for (const QJsonValue& screen : row["desktop"].toArray()) expected << rectOf(screen[0]) << rectOf(screen[1]);
+    QCOMPARE(mapped, expected);
+
+    const QRectF placed = std::get<QRectF>(placeWindow(coordinates.screens(), std::nullopt, kWindow));
+    QCOMPARE(coordinates.toQt(placed), rectOf(row["placedInQt"]));
+    QCOMPARE(coordinates.fromQt(rectOf(row["placedInQt"])), placed);
   }
 
   // Which sources exist, as letters: R our resource, L it loads, A the
