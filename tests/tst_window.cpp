@@ -211,6 +211,19 @@ class WindowTest : public QObject {
     QCOMPARE(countRows(line, columns), expected.size());
   }
 
+  // A press at the left of one row and a shift-click at the right of the next
+  // select both lines whole.
+  void mouseSelectsRowByRow() {
+    ReportView view;
+    view.resize(400, 200);
+    view.setLines({"first line", "second line", "third line"});
+    view.show();
+    const auto rowMiddle = [&view](int row) { return (2 * row + 1) * view.fontMetrics().lineSpacing() / 2 + 2; };
+    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, QPoint(1, rowMiddle(0)));
+    QTest::mouseClick(view.viewport(), Qt::LeftButton, Qt::ShiftModifier, QPoint(390, rowMiddle(1)));
+    QCOMPARE(view.selectedText(), "first line\nsecond line");
+  }
+
   // The plan starts no sooner than 0.1 s later, with the window busy. The log
   // gets a blank line, a stamped heading and the report; the line naming the
   // log is for the screen only, where status and dialog agree.
