@@ -76,10 +76,11 @@ class LinuxTrashTest : public QObject {
   void nativeNamesRoundTrip_data() {
     QTest::addColumn<QByteArray>("native");
     QTest::addColumn<QString>("decoded");
-    QTest::newRow("UTF-8, two to four bytes") << QByteArray("\xc3\xa9\xe6\xbc\xa2\xf0\x9f\x98\x80")
-                                              << QString::fromUtf8("\xc3\xa9\xe6\xbc\xa2\xf0\x9f\x98\x80");
+    QTest::newRow("UTF-8, two to four bytes") << QByteArray("\xc3\xa9\xe6\xbc\xa2\xe1\x80\x80\xf0\x9f\x98\x80")
+                                              << QString::fromUtf8("\xc3\xa9\xe6\xbc\xa2\xe1\x80\x80\xf0\x9f\x98\x80");
     QTest::newRow("Latin-1") << QByteArray("caf\xe9") << QString::fromUtf16(u"caf\xDCE9");
-    QTest::newRow("overlong slash") << QByteArray("\xc0\xaf") << QString::fromUtf16(u"\xDCC0\xDCAF");
+    QTest::newRow("overlong slashes") << QByteArray("\xc0\xaf\xe0\x80\xaf")
+                                      << QString::fromUtf16(u"\xDCC0\xDCAF\xDCE0\xDC80\xDCAF");
     QTest::newRow("encoded surrogate") << QByteArray("\xed\xa0\x80") << QString::fromUtf16(u"\xDCED\xDCA0\xDC80");
     QTest::newRow("beyond U+10FFFF") << QByteArray("\xf4\x90\x80\x80")
                                      << QString::fromUtf16(u"\xDCF4\xDC90\xDC80\xDC80");
@@ -190,6 +191,19 @@ class LinuxTrashTest : public QObject {
     QVERIFY(nativeContents(home + "/Library/Logs/Talvoren-Uninstaller.log").contains("Item: moved to Trash from "));
     QVERIFY(!QFileInfo::exists(QFile::decodeName(home)));  // no second, re-encoded home beside the real one
     QCOMPARE(std::system("rm -rf -- '" + home_.toUtf8() + "/h'*"), 0);  // Qt cannot remove what it cannot name
+  }
+
+  // A home Trash that cannot be made says where and why, and nothing moves.
+  void unusableHomeTrashSaysWhere() {
+    makeFile(trash_, "a file where the Trash should be");
+    makeFile(home_ + "/item");
+    const TrashOutcome outcome = platform_.moveToTrash(home_ + "/item");
+    QVERIFY(!outcome.moved);
+    QVERIFY2(QRegularExpression("^No usable trash folder at " + QRegularExpression::escape(trash_) + ": \\S")
+                 .match(outcome.error)
+                 .hasMatch(),
+             qPrintable(outcome.error));
+    QVERIFY(QFileInfo::exists(home_ + "/item"));
   }
 
   // Neither the trash nor the fallback can move an item on a read-only mount,

@@ -46,6 +46,8 @@ class UninstallerWindow:
     def __init__(self, process):
         self.process = process
         self.window = wait_until(lambda: self.windows("--name", "^%s$" % WINDOW_TITLE)[:1], 30, WINDOW_TITLE)[0]
+        # The program's own icon, for the desktop to show with the window (only its first bytes are read).
+        assert "_NET_WM_ICON(CARDINAL)" in x("xprop", "-id", self.window, "-len", "16", "_NET_WM_ICON"), "no icon"
 
     def windows(self, *criteria):
         assert self.process.poll() is None, "the uninstaller exited with status %d" % self.process.returncode
