@@ -13,6 +13,7 @@
 
 #include <QJsonArray>
 #include <QLabel>
+#include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
 
@@ -222,6 +223,25 @@ class WindowTest : public QObject {
     QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, QPoint(1, rowMiddle(0)));
     QTest::mouseClick(view.viewport(), Qt::LeftButton, Qt::ShiftModifier, QPoint(390, rowMiddle(1)));
     QCOMPARE(view.selectedText(), "first line\nsecond line");
+  }
+
+  // The context menu offers Copy, only once something is selected, and Select All.
+  void reportContextMenu() {
+    ReportView view;
+    view.setLines({"line"});
+    view.show();
+    QStringList entries;
+    QTimer poll;
+    connect(&poll, &QTimer::timeout, [&] {
+      auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+      for (const QAction* action : menu ? menu->actions() : QList<QAction*>())
+        entries << action->text() + (action->isEnabled() ? "" : " (off)");
+      if (menu) menu->close();
+    });
+    poll.start(10);
+    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(5, 5), view.mapToGlobal(QPoint(5, 5)));
+    QApplication::sendEvent(view.viewport(), &event);
+    QCOMPARE(entries, QStringList({"&Copy (off)", "Select All"}));
   }
 
   // The plan starts no sooner than 0.1 s later, with the window busy. The log
