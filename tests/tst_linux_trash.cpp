@@ -78,6 +78,9 @@ class LinuxTrashTest : public QObject {
     QTest::addColumn<QString>("decoded");
     QTest::newRow("UTF-8, two to four bytes") << QByteArray("\xc3\xa9\xe6\xbc\xa2\xe1\x80\x80\xf0\x9f\x98\x80")
                                               << QString::fromUtf8("\xc3\xa9\xe6\xbc\xa2\xe1\x80\x80\xf0\x9f\x98\x80");
+    const QByteArray edges("\xc2\x80\xdf\xbf\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbf"
+                           "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf");
+    QTest::newRow("UTF-8, first and last of each length and range") << edges << QString::fromUtf8(edges);
     QTest::newRow("Latin-1") << QByteArray("caf\xe9") << QString::fromUtf16(u"caf\xDCE9");
     QTest::newRow("overlong slashes") << QByteArray("\xc0\xaf\xe0\x80\xaf")
                                       << QString::fromUtf16(u"\xDCC0\xDCAF\xDCE0\xDC80\xDCAF");
