@@ -33,6 +33,15 @@ std::vector<ScreenGeometry> screensOf(const QJsonValue& pairs) {
   return screens;
 }
 
+// Counts the paint events of the widget it watches.
+struct PaintCounter : QObject {
+  int paints = 0;
+  bool eventFilter(QObject*, QEvent* event) override {
+    paints += event->type() == QEvent::Paint;
+    return false;
+  }
+};
+
 QWidget* child(UninstallerApp& app, const QString& name) { return app.window->findChild<QWidget*>(name); }
 
 QImage solid(QColor colour) {
@@ -223,6 +232,17 @@ class WindowTest : public QObject {
     QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, QPoint(1, rowMiddle(0)));
     QTest::mouseClick(view.viewport(), Qt::LeftButton, Qt::ShiftModifier, QPoint(390, rowMiddle(1)));
     QCOMPARE(view.selectedText(), "first line\nsecond line");
+  }
+
+  // New lines are painted at once, not when something else repaints.
+  void newLinesArePainted() {
+    ReportView view;
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    PaintCounter counter;
+    view.viewport()->installEventFilter(&counter);
+    view.setLines({"Working..."});
+    QTRY_VERIFY(counter.paints > 0);
   }
 
   // The context menu offers Copy, only once something is selected, and Select All.
