@@ -130,16 +130,6 @@ class WindowTest : public QObject {
     QVERIFY(idle(app));
   }
 
-  void quitAndClosingEndTheProgram() {
-    FakePlatform platform;
-    UninstallerApp app(platform);
-    app.show();
-    app.buttons.back()->click();
-    QCOMPARE(platform.terminations, 1);
-    app.window->close();
-    QCOMPARE(platform.terminations, 2);
-  }
-
   // A normal start shows twice: one window, two placements, two log lines.
   void showPlacesAndLogs_data() { addTableRows("window", "show"); }
   void showPlacesAndLogs() {

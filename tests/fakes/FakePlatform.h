@@ -96,7 +96,6 @@ class FakePlatform final : public Platform {
   std::vector<ScreenGeometry> screenList;
   std::optional<std::size_t> mainScreen;
   QMap<const QWidget*, QRectF> windowFrames;
-  int terminations = 0;
   std::vector<Confirmation> confirmations;
   std::vector<Completion> completions;
 
@@ -194,7 +193,7 @@ class FakePlatform final : public Platform {
     windowFrames.insert(&window, QRectF(origin, windowFrame(window).size()));
   }
   void bringToFront(QWidget&) override { journal.append(QStringLiteral("front")); }
-  void terminateApplication() override { ++terminations; }
+  void terminateApplication() override {}
   bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
                const QString& cancelTitle) override {
     journal.append(QStringLiteral("confirm ") + title);
