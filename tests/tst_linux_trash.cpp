@@ -246,11 +246,12 @@ class LinuxTrashTest : public QObject {
 };
 
 int main(int argc, char** argv) {
-  // The home and data folders are set before anything can ask.
+  // The home and data folders are set before anything can ask. The data
+  // folder is not the default one, so that a trash that ignored it would show.
   QTemporaryDir root;
   if (!root.isValid()) return 1;
   qputenv("HOME", QFile::encodeName(root.path() + "/home"));
-  qputenv("XDG_DATA_HOME", QFile::encodeName(root.path() + "/home/.local/share"));
+  qputenv("XDG_DATA_HOME", QFile::encodeName(root.path() + "/home/data"));
   QApplication application(argc, argv);
   LinuxTrashTest test;
   return QTest::qExec(&test, argc, argv);
