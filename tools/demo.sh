@@ -2,8 +2,8 @@
 # Opens the uninstaller on a throwaway Talvoren installation, so that every
 # button can be pressed without risk (tools/run.sh --demo runs this).
 #
-# As root it runs inside the isolated root of the end-to-end suite
-# (tests/e2e/isolated_root.sh): /Applications/Talvoren.app, a running Talvoren,
+# As root it runs inside the isolated root that the end-to-end suite uses too
+# (sandbox/isolated_root.sh): /Applications/Talvoren.app, a running Talvoren,
 # the stand-ins for tccutil, defaults and osascript, and a user "tester" whose
 # home holds the installation; the host's display is passed in. Without root it
 # runs on a throwaway home only. Either way the sandbox is removed at the end.
@@ -13,7 +13,7 @@ repo=$PWD
 readonly repo build=$PWD/build-demo
 
 program=$build/TalvorenUninstaller/TalvorenUninstaller
-fake_app=$build/tests/fake_talvoren
+fake_app=$build/sandbox/fake_talvoren
 
 build_programs() {
   cmake -S "$repo" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
@@ -52,7 +52,7 @@ EOF
 # Inside the isolated root, as root.
 demo_in_isolated_root() {
   local home=/Users/tester as_tester=(setpriv --reuid=2001 --regid=2001 --init-groups)
-  /usr/bin/python3 "$repo/tests/e2e/make_fixture.py" "$home" --user tester --fake-app "$fake_app" --system-items
+  /usr/bin/python3 "$repo/sandbox/make_installation.py" "$home" --user tester --fake-app "$fake_app" --system-items
   # The demo user is an administrator, as most Mac users are.
   chgrp admin /Applications && chmod 0775 /Applications
   "${as_tester[@]}" /Applications/Talvoren.app/Contents/MacOS/Talvoren quit >/dev/null &
@@ -78,7 +78,7 @@ EOF
 
 demo_with_root() {
   echo "Building the sandbox; it is removed when the demo ends."
-  "$repo/tests/e2e/isolated_root.sh" --on-disk --share-display --carry "$repo" -- /bin/bash "$repo/tools/demo.sh" --inside-root
+  "$repo/sandbox/isolated_root.sh" --on-disk --share-display --carry "$repo" -- /bin/bash "$repo/tools/demo.sh" --inside-root
   echo "Sandbox removed."
 }
 
@@ -87,7 +87,7 @@ demo_without_root() {
   sandbox=$(mktemp -d "${TMPDIR:-/tmp}/talvoren-demo.XXXXXX")
   trap 'rm -rf "$sandbox"; echo "Sandbox $sandbox removed."' EXIT
   local home=$sandbox/home
-  /usr/bin/python3 "$repo/tests/e2e/make_fixture.py" "$home"
+  /usr/bin/python3 "$repo/sandbox/make_installation.py" "$home"
   cat <<EOF
 == Sandbox (no root, so a throwaway home only)
   $home

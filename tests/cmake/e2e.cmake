@@ -4,8 +4,6 @@
 # program is too slow for the window's timeouts and adds nothing that the unit
 # suites do not already cover there.
 if(NOT TALVOREN_SANITIZE)
-  # The target files resolve at generation, so fake_talvoren may be defined
-  # after this file.
   add_test(NAME e2e
     COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/e2e/run.sh $<TARGET_FILE:TalvorenUninstaller> $<TARGET_FILE:fake_talvoren>)
   set_tests_properties(e2e PROPERTIES TIMEOUT 420)

@@ -4,6 +4,7 @@
 # locations the program works on and the real home's Library and Trash look exactly as they did before.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+sandbox=$(cd "$here/../../sandbox" && pwd)
 
 fail() {
   echo "end-to-end suite FAILED: $*" >&2
@@ -29,8 +30,8 @@ host_state() {
 rmdir "$PWD"/talvoren-root.* 2>/dev/null || true
 before=$(host_state)
 status=0
-"$here/isolated_root.sh" --scratch-parent "$PWD" --carry "$here/../data" --carry "$(dirname "$1")" \
-  --carry "$(dirname "$2")" -- \
+"$sandbox/isolated_root.sh" --scratch-parent "$PWD" --carry "$here" --carry "$here/../data" \
+  --carry "$(dirname "$1")" --carry "$(dirname "$2")" -- \
   /usr/bin/env TALVOREN_PROGRAM="$1" TALVOREN_FAKE_APP="$2" /usr/bin/python3 "$here/suite.py" || status=$?
 after=$(host_state)
 diff <(echo "$before") <(echo "$after") >&2 || fail "the host shows traces of the run (above: before, after)"

@@ -10,17 +10,20 @@ import re
 import select
 import shutil
 import subprocess
+import sys
 import unittest
 
-import make_fixture
+HERE = os.path.dirname(os.path.abspath(__file__))
+# The throwaway installation is the demo's too.
+sys.path.insert(0, os.path.join(HERE, "..", "..", "sandbox"))
+import make_installation as sandbox  # noqa: E402
 from gui import DISPLAY, UninstallerWindow, start_display, wait_until
 from observe import Trash, is_within, new_log_lines, read_calls, read_log, report_block, snapshot, subtree
 
-HERE = os.path.dirname(os.path.abspath(__file__))
 PROGRAM, FAKE_APP = os.environ.get("TALVOREN_PROGRAM", ""), os.environ.get("TALVOREN_FAKE_APP", "")
 HOME = "/Users/tester"
 ROOTS = (HOME, "/Applications", "/opt/homebrew")
-NAMES = make_fixture.locations(HOME)
+NAMES = sandbox.locations(HOME)
 SHOWN = (r"Uninstaller shown bundle=%s version=\S+ frame=\(-?\d+\.\d+(, -?\d+\.\d+){3}\)"
          % re.escape(os.path.dirname(PROGRAM)))
 AS_TESTER = ["setpriv", "--reuid=2001", "--regid=2001", "--init-groups"]
@@ -33,7 +36,7 @@ tester = None
 
 def setUpModule():
     global tester
-    if not os.path.exists(make_fixture.ISOLATED_ROOT_MARKER) or os.getuid() != 0:
+    if not os.path.exists(sandbox.ISOLATED_ROOT_MARKER) or os.getuid() != 0:
         raise RuntimeError("suite.py runs only as root inside isolated_root.sh")
     tester = pwd.getpwnam("tester")
     unittest.addModuleCleanup(stop, start_display())
@@ -49,7 +52,7 @@ def as_tester(*command, input=""):
 def expand(value):
     """Fills in the {placeholders}; a list item "@name" becomes the fragment's lines (or line)."""
     if isinstance(value, str):
-        return make_fixture.fill(value, NAMES)
+        return sandbox.fill(value, NAMES)
     if isinstance(value, dict):
         return {expand(key): expand(item) for key, item in value.items()}
     if not isinstance(value, list):
@@ -92,24 +95,24 @@ class Case(unittest.TestCase):
             os.makedirs(HOME, exist_ok=True)
             subprocess.run(["mount", "-t", "tmpfs", "-o", "size=" + install["full_home"], "home", HOME], check=True)
             self.addCleanup(subprocess.run, ["umount", "--lazy", HOME], check=True)
-        make_fixture.build(HOME, tester, FAKE_APP)
-        make_fixture.build_system_items(NAMES, FAKE_APP)
+        sandbox.build(HOME, tester, FAKE_APP)
+        sandbox.build_system_items(NAMES, FAKE_APP)
         if administrator:
-            make_fixture.chown_tree(NAMES["app"], tester)
+            sandbox.chown_tree(NAMES["app"], tester)
         for path, contents in install.get("files", {}).items():
-            make_fixture.write(path, contents)
-            make_fixture.chown_tree("/".join(path.split("/")[:3]), tester)
+            sandbox.write(path, contents)
+            sandbox.chown_tree("/".join(path.split("/")[:3]), tester)
         for path, target in install.get("links", {}).items():
             os.symlink(target, path)
             os.lchown(path, tester.pw_uid, tester.pw_gid)
         for path in install.get("others", []):
-            make_fixture.executable(path, FAKE_APP)
+            sandbox.executable(path, FAKE_APP)
         for top, (shared_mode, _) in install.get("volumes", {}).items():
             self.mount_volume(top, shared_mode)
         if install.get("manifest") == "fifo":
             make_fifo(NAMES["manifest"])
         elif "manifest" in install:
-            make_fixture.write(NAMES["manifest"], json.dumps(make_fixture.manifest(NAMES, install["manifest"])))
+            sandbox.write(NAMES["manifest"], json.dumps(sandbox.manifest(NAMES, install["manifest"])))
             os.chown(NAMES["manifest"], tester.pw_uid, tester.pw_gid)
         if install.get("log") == "fifo":
             make_fifo(NAMES["uninstaller_log"])
@@ -129,7 +132,7 @@ class Case(unittest.TestCase):
         self.addCleanup(subprocess.run, ["umount", "--lazy", top], check=True)
         shutil.copytree(top + "~", top, symlinks=True, dirs_exist_ok=True)
         shutil.rmtree(top + "~")
-        make_fixture.chown_tree(top, tester)
+        sandbox.chown_tree(top, tester)
         if shared_mode:
             os.mkdir(top + "/.Trash")
             os.chmod(top + "/.Trash", int(shared_mode, 8))

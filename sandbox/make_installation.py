@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Builds the Talvoren installation that installation.json describes: a home with all the dictation app leaves
 there and, inside the isolated root only (--system-items), the app in /Applications and the speech engine.
-  make_fixture.py HOME [--user NAME] [--fake-app BINARY] [--system-items]"""
+  make_installation.py HOME [--user NAME] [--fake-app BINARY] [--system-items]"""
 import argparse
 import json
 import os
