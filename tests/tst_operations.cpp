@@ -85,10 +85,25 @@ void install(FakePlatform& platform, const QJsonObject& given) {
   if (given.value(QStringLiteral("asciiSource")) == QJsonValue(false)) platform.asciiSource = nullptr;
 }
 
+// The steps that take nothing but the report, and the plans, by name.
+const QMap<QString, void (UninstallerApp::*)(Report&)> kSteps{
+    {QStringLiteral("terminateRunningTalvoren"), &UninstallerApp::terminateRunningTalvoren},
+    {QStringLiteral("disableTalvorenInputSource"), &UninstallerApp::disableTalvorenInputSource},
+    {QStringLiteral("resetPermissions"), &UninstallerApp::resetPermissions},
+    {QStringLiteral("resetSetupCompletionMarker"), &UninstallerApp::resetSetupCompletionMarker}};
+const QMap<QString, Report (UninstallerApp::*)()> kPlans{
+    {QStringLiteral("resetPermissionsPlan"), &UninstallerApp::resetPermissionsPlan},
+    {QStringLiteral("removeModelPlan"), &UninstallerApp::removeModelPlan},
+    {QStringLiteral("removeAppOnlyPlan"), &UninstallerApp::removeAppOnlyPlan},
+    {QStringLiteral("fullUninstallPlan"), &UninstallerApp::fullUninstallPlan}};
+
 Report perform(UninstallerApp& app, const QJsonObject& call) {
   const QString operation = call.value(QStringLiteral("do")).toString();
+  if (kPlans.contains(operation)) return (app.*kPlans.value(operation))();
   Report report;
-  if (operation == QLatin1String("trash")) {
+  if (kSteps.contains(operation)) {
+    (app.*kSteps.value(operation))(report);
+  } else if (operation == QLatin1String("trash")) {
     app.trash(expand(call.value(QStringLiteral("path")).toString()), call.value(QStringLiteral("label")).toString(),
               report);
   } else if (operation == QLatin1String("removeManifestComponents")) {
@@ -97,22 +112,6 @@ Report perform(UninstallerApp& app, const QJsonObject& call) {
     for (const QJsonValue& pair : call.value(QStringLiteral("fallback")).toArray())
       fallback.push_back({expand(pair[0].toString()), pair[1].toString()});
     app.removeManifestComponents(QSet<QString>(groups.begin(), groups.end()), fallback, report);
-  } else if (operation == QLatin1String("terminateRunningTalvoren")) {
-    app.terminateRunningTalvoren(report);
-  } else if (operation == QLatin1String("disableTalvorenInputSource")) {
-    app.disableTalvorenInputSource(report);
-  } else if (operation == QLatin1String("resetPermissions")) {
-    app.resetPermissions(report);
-  } else if (operation == QLatin1String("resetSetupCompletionMarker")) {
-    app.resetSetupCompletionMarker(report);
-  } else if (operation == QLatin1String("resetPermissionsPlan")) {
-    report = app.resetPermissionsPlan();
-  } else if (operation == QLatin1String("removeModelPlan")) {
-    report = app.removeModelPlan();
-  } else if (operation == QLatin1String("removeAppOnlyPlan")) {
-    report = app.removeAppOnlyPlan();
-  } else if (operation == QLatin1String("fullUninstallPlan")) {
-    report = app.fullUninstallPlan();
   } else {
     qFatal("unknown operation %s", qPrintable(operation));
   }

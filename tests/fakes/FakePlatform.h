@@ -94,7 +94,6 @@ class FakePlatform final : public Platform {
   QImage programIcon;
   // Screens, windows and dialogs; every confirmation is answered no.
   std::vector<ScreenGeometry> screenList;
-  std::optional<std::size_t> mainScreen;
   QMap<const QWidget*, QRectF> windowFrames;
   std::vector<Confirmation> confirmations;
   std::vector<Completion> completions;
@@ -182,7 +181,7 @@ class FakePlatform final : public Platform {
   QImage iconForFile(const QString& path) override { return fileIcons.value(path); }
   QImage applicationIcon() override { return programIcon; }
   std::vector<ScreenGeometry> screens() override { return screenList; }
-  std::optional<std::size_t> mainScreenIndex() override { return mainScreen; }
+  std::optional<std::size_t> mainScreenIndex() override { return std::nullopt; }
   QRectF windowFrame(QWidget& window) override { return windowFrames.value(&window, QRectF(0, 0, 620, 548)); }
   void setWindowFrame(QWidget& window, const QRectF& frame) override {
     journal.append(QStringLiteral("frame %1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()));
