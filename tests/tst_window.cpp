@@ -105,6 +105,12 @@ class WindowTest : public QObject {
                                                              label->text());
       QVERIFY(needed.height() <= label->height() && needed.width() <= label->width());
     }
+    if (row.contains("rounded")) {
+      const QImage shot = control->grab().toImage();
+      const QColor fill = control->palette().color(QPalette::Base);
+      const int inside = row["rounded"][0].toInt(), outside = row["rounded"][1].toInt();
+      QVERIFY(shot.pixelColor(inside, inside) == fill && shot.pixelColor(outside, outside) != fill);
+    }
   }
 
   // Each button asks its own question; a no leaves no busy state, no log
@@ -212,7 +218,7 @@ class WindowTest : public QObject {
   }
 
   // A press at the left of one row and a shift-click at the right of the next
-  // select both lines whole.
+  // select both lines whole, and both are highlighted.
   void mouseSelectsRowByRow() {
     ReportView view;
     view.resize(400, 200);
@@ -222,6 +228,13 @@ class WindowTest : public QObject {
     QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, QPoint(1, rowMiddle(0)));
     QTest::mouseClick(view.viewport(), Qt::LeftButton, Qt::ShiftModifier, QPoint(390, rowMiddle(1)));
     QCOMPARE(view.selectedText(), "first line\nsecond line");
+    const QImage shot = view.viewport()->grab().toImage();
+    const auto highlighted = [&](int row) {
+      for (int x = 0; x < shot.width(); ++x)
+        if (shot.pixelColor(x, rowMiddle(row)) == view.palette().color(QPalette::Highlight)) return true;
+      return false;
+    };
+    QCOMPARE(QList<bool>({highlighted(0), highlighted(1), highlighted(2)}), QList<bool>({true, true, false}));
   }
 
   // New lines are painted at once, not when something else repaints.
