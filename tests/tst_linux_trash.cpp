@@ -5,6 +5,7 @@
 #include "app/UninstallerApp.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/NativePath.h"
+#include "support/Tables.h"
 
 #include <QApplication>
 #include <QDir>
@@ -126,20 +127,12 @@ class LinuxTrashTest : public QObject {
 
   // Opening never waits for a partner, only regular files are read or
   // written, no read goes past the limit, and none is taken for a folder.
-  void nothingWaitsNorRunsAway_data() {
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<bool>("readable");
-    QTest::addColumn<int>("writes");  // -1 not tried, 0 refused, 1 done
-    QTest::newRow("FIFO without a partner") << "fifo" << false << 0;
-    QTest::newRow("FIFO with a partner") << "fifo+partner" << false << 0;
-    QTest::newRow("one byte over the read limit") << "sparse" << false << -1;
-    QTest::newRow("endless file that claims to be regular") << "pagemap" << false << -1;
-    QTest::newRow("regular file") << "regular" << true << 1;
-  }
+  void nothingWaitsNorRunsAway_data() { addTableRows("linux-trash", "unusual files"); }
   void nothingWaitsNorRunsAway() {
-    QFETCH(QString, kind);
-    QFETCH(bool, readable);
-    QFETCH(int, writes);
+    QFETCH(QJsonObject, row);
+    const QString kind = row["kind"].toString();
+    const bool readable = row["readable"].toBool();
+    const int writes = row["writes"].toInt();
     const QString path = home_ + "/subject";
     const QByteArray native = QFile::encodeName(path);
     int partner = -1;
@@ -214,11 +207,13 @@ class LinuxTrashTest : public QObject {
   // the home trash's answer must stand, with no copy and no other trash tried).
   void bothWaysFailing_data() {
     QTest::addColumn<bool>("homeDevice");
-    QTest::newRow("read-only file system") << false;
-    QTest::newRow("read-only view on the home's device") << true;
+    QTest::addColumn<QString>("answer");  // how the trash's answer begins
+    QTest::newRow("read-only file system") << false << "No usable trash folder on the volume at {volume}: ";
+    QTest::newRow("read-only view on the home's device") << true << "Cannot move the item to the trash: ";
   }
   void bothWaysFailing() {
     QFETCH(bool, homeDevice);
+    QFETCH(QString, answer);
     if (QFileInfo::exists("/usr/bin/osascript")) QSKIP("a real script runner is installed here");
     const QString volume = home_ + "/locked";
     const QByteArray native = QFile::encodeName(volume);
@@ -239,7 +234,8 @@ class LinuxTrashTest : public QObject {
     QVERIFY(QDir(trash_ + "/files").isEmpty());
     const QString log = QString::fromUtf8(readAll(app.install().uninstallerLogPath()));
     const QRegularExpression failure("^\\[[^]]+\\] Talvoren app: FileManager trash failed for " +
-                                     QRegularExpression::escape(item) + ": \\S[^\n]*\n$");
+                                     QRegularExpression::escape(item) + ": " +
+                                     QRegularExpression::escape(answer.replace("{volume}", volume)) + "\\S[^\n]*\n$");
     QVERIFY2(failure.match(log).hasMatch(), qPrintable(log));
     QVERIFY(::umount(native.constData()) == 0);
   }
