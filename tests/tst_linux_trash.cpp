@@ -14,7 +14,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -207,9 +209,11 @@ class LinuxTrashTest : public QObject {
   // the home trash's answer must stand, with no copy and no other trash tried).
   void bothWaysFailing_data() {
     QTest::addColumn<bool>("homeDevice");
-    QTest::addColumn<QString>("answer");  // how the trash's answer begins
-    QTest::newRow("read-only file system") << false << "No usable trash folder on the volume at {volume}: ";
-    QTest::newRow("read-only view on the home's device") << true << "Cannot move the item to the trash: ";
+    QTest::addColumn<QString>("answer");  // the trash's own answer
+    QTest::newRow("read-only file system")
+        << false << "No usable trash folder on the volume at {volume}: " + QString::fromLocal8Bit(std::strerror(EROFS));
+    QTest::newRow("read-only view on the home's device")
+        << true << "Cannot move the item to the trash: " + QString::fromLocal8Bit(std::strerror(EXDEV));
   }
   void bothWaysFailing() {
     QFETCH(bool, homeDevice);
@@ -235,7 +239,7 @@ class LinuxTrashTest : public QObject {
     const QString log = QString::fromUtf8(readAll(app.install().uninstallerLogPath()));
     const QRegularExpression failure("^\\[[^]]+\\] Talvoren app: FileManager trash failed for " +
                                      QRegularExpression::escape(item) + ": " +
-                                     QRegularExpression::escape(answer.replace("{volume}", volume)) + "\\S[^\n]*\n$");
+                                     QRegularExpression::escape(answer.replace("{volume}", volume)) + "\n$");
     QVERIFY2(failure.match(log).hasMatch(), qPrintable(log));
     QVERIFY(::umount(native.constData()) == 0);
   }
