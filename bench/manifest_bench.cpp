@@ -15,10 +15,10 @@
 // external, bundled with the app, and a second spelling of a model file's
 // path (passed over in a walk of every group). Nothing exists on disk, so
 // nothing is moved.
-#include "app/UninstallerApp.h"
+#include "actions/Uninstaller.h"
 #include "platform/linux/LinuxPlatform.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -110,7 +110,7 @@ qint64 runFloor(const TalvorenInstall& install) {
   return timer.elapsed();
 }
 
-qint64 runOurs(UninstallerApp& app) {
+qint64 runOurs(Uninstaller& app) {
   QElapsedTimer timer;
   timer.start();
   const QString summary = app.manifestSummary();
@@ -125,9 +125,9 @@ qint64 runOurs(UninstallerApp& app) {
 
 // In a child: one measurement, printed as "<ms> <peak MiB>" on the last line.
 int measure(int argc, char** argv) {
-  QApplication application(argc, argv);
+  QCoreApplication application(argc, argv);
   LinuxPlatform platform;
-  UninstallerApp app(platform);
+  Uninstaller app(platform);
   QFile::remove(app.install().uninstallerLogPath());
   const bool ours = qstrcmp(argv[1], "--ours") == 0;
   const qint64 elapsed = ours ? runOurs(app) : runFloor(app.install());

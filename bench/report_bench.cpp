@@ -5,7 +5,8 @@
 //   report_bench [SIZE...]   SIZE: a number of lines, or "1MB" for one line of
 //                            a megabyte (default: 20 100000 1000000 1MB)
 #include "app/UninstallerApp.h"
-#include "platform/ReportView.h"
+#include "app/ReportView.h"
+#include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/LinuxPlatform.h"
 
 #include <QApplication>
@@ -37,7 +38,7 @@ void dismiss(QDialog* dialog) {
   QApplication::processEvents();
 }
 
-void show(const QString& name, UninstallerApp& app, LinuxPlatform& platform, const QStringList& lines) {
+void show(const QString& name, UninstallerApp& app, const QStringList& lines) {
   const QString text = lines.join(QLatin1Char('\n'));
   QElapsedTimer timer;
   timer.start();
@@ -45,7 +46,7 @@ void show(const QString& name, UninstallerApp& app, LinuxPlatform& platform, con
   app.window->grab();
   const qint64 statusMs = timer.restart();
 
-  platform.showCompletion(app.window.get(), false, QStringLiteral("Done"), lines, QStringLiteral("OK"));
+  app.desktop().showCompletion(app.window.get(), false, QStringLiteral("Done"), lines, QStringLiteral("OK"));
   QDialog* dialog = paintedDialog();
   const qint64 dialogMs = timer.elapsed();
   const QSize size = dialog->size();
@@ -92,12 +93,13 @@ int main(int argc, char** argv) {
   QApplication application(argc, argv);
 
   LinuxPlatform platform;
-  UninstallerApp app(platform);
+  LinuxDesktop desktop(platform);
+  UninstallerApp app(platform, desktop);
   app.show();
   QStringList sizes = QCoreApplication::arguments().mid(1);
   if (sizes.isEmpty()) sizes = {"20", "100000", "1000000", "1MB"};
   for (const QString& size : sizes)
     show(size == QStringLiteral("1MB") ? QStringLiteral("one 1 MB line") : size + QStringLiteral(" lines"), app,
-         platform, report(size));
+         report(size));
   return 0;
 }

@@ -1,9 +1,9 @@
 // The program's own dealings with the real system in a temporary folder:
 // runCommand against shell scripts written here, and the uninstaller log in a
 // temporary home.
-#include "actions/UninstallLog.h"
-#include "app/UninstallerApp.h"
-#include "manifest/TalvorenInstall.h"
+#include "base/UninstallLog.h"
+#include "actions/Uninstaller.h"
+#include "base/TalvorenInstall.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "support/Tables.h"
 
@@ -45,7 +45,7 @@ class CommandAndLogTest : public QObject {
 
   static CommandResult run(const QString& program, const QStringList& arguments = {}) {
     LinuxPlatform platform;
-    return UninstallerApp(platform).runCommand(program, arguments);
+    return Uninstaller(platform).runCommand(program, arguments);
   }
 
  private Q_SLOTS:
@@ -138,5 +138,5 @@ class CommandAndLogTest : public QObject {
   }
 };
 
-QTEST_MAIN(CommandAndLogTest)
+QTEST_GUILESS_MAIN(CommandAndLogTest)
 #include "tst_linux_command_and_log.moc"

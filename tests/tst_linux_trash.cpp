@@ -2,12 +2,12 @@
 // throwaway home, where the end-to-end cases cannot cheaply reach: names that
 // are not UTF-8, reads and writes of unusual files, read-only mounts. CTest
 // runs it in a mount namespace of its own, so no mount reaches the host.
-#include "app/UninstallerApp.h"
+#include "actions/Uninstaller.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/NativePath.h"
 #include "support/Tables.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
@@ -118,7 +118,7 @@ class LinuxTrashTest : public QObject {
     QVERIFY(!platform_.readFile(path));
     QVERIFY(!platform_.appendToFile(path, "x") && !platform_.writeFile(path, "x"));
     QVERIFY(!platform_.createDirectories(path + "/deeper"));
-    UninstallerApp app(platform_);
+    Uninstaller app(platform_);
     Report report;
     app.trash(path, "Item", report);
     QCOMPARE(report.lines, QStringList{"[Skipped] Item: not found"});
@@ -175,7 +175,7 @@ class LinuxTrashTest : public QObject {
     const ScopedVariable homeVariable("HOME", home);
     const ScopedVariable dataHome("XDG_DATA_HOME", QByteArray());
     LinuxPlatform platform;
-    UninstallerApp app(platform);
+    Uninstaller app(platform);
     const QString item = platform.homeDirectory() + "/Library/item";
     QVERIFY(platform.createDirectories(item) && platform.writeFile(item + "/data", "d"));
     Report report;
@@ -226,7 +226,7 @@ class LinuxTrashTest : public QObject {
     makeFile(item + "/Contents/Info.plist");
     QVERIFY(::mount(nullptr, native.constData(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0);
 
-    UninstallerApp app(platform_);
+    Uninstaller app(platform_);
     Report report;
     app.trash(item, "Talvoren app", report);
     // The script runner is missing here, so its launch error is the detail.
@@ -252,7 +252,7 @@ int main(int argc, char** argv) {
   if (!root.isValid()) return 1;
   qputenv("HOME", QFile::encodeName(root.path() + "/home"));
   qputenv("XDG_DATA_HOME", QFile::encodeName(root.path() + "/home/data"));
-  QApplication application(argc, argv);
+  QCoreApplication application(argc, argv);
   LinuxTrashTest test;
   return QTest::qExec(&test, argc, argv);
 }

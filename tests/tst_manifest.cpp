@@ -1,9 +1,9 @@
 // The install's locations, the manifest's paths (normalised form, safety rule,
 // removal order) and its strict decoding beside the summary's lenient count.
-#include "app/UninstallerApp.h"
+#include "actions/Uninstaller.h"
 #include "fakes/FakePlatform.h"
 #include "manifest/ManifestPath.h"
-#include "manifest/TalvorenInstall.h"
+#include "base/TalvorenInstall.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "support/Tables.h"
 
@@ -70,7 +70,7 @@ class ManifestTest : public QObject {
     const QString path = row["path"].toString();
     FakePlatform platform;
     platform.home = "/Users/Ren\u00e9";
-    UninstallerApp app(platform);
+    Uninstaller app(platform);
     const QString normalised = normaliseManifestPath(path, platform.workingDirectory).path;
     QCOMPARE(app.isSafeManifestRemovalPath(path.isEmpty() || path.startsWith('/') ? normalised : path),
              row["safe"].toBool());
@@ -82,7 +82,7 @@ class ManifestTest : public QObject {
     QFETCH(QJsonObject, row);
     const auto at = [](const QJsonValue& path) { ManifestComponent c; c.path = path.toString(); return c; };
     FakePlatform platform;
-    UninstallerApp app(platform);
+    Uninstaller app(platform);
     QCOMPARE(app.manifestRemovalOrder(at(row["a"]), at(row["b"])), row["aFirst"].toBool());
     QCOMPARE(app.manifestRemovalOrder(at(row["b"]), at(row["a"])), row["bFirst"].toBool());
   }
@@ -112,10 +112,10 @@ class ManifestTest : public QObject {
     FakePlatform platform;
     platform.addFile(kManifest, bytes);
     const int counted = row["counted"].toInt();
-    QCOMPARE(UninstallerApp(platform).manifestSummary(),
+    QCOMPARE(Uninstaller(platform).manifestSummary(),
              counted < 0 ? kManifest : QString::number(counted) + " recorded components at " + kManifest);
   }
 };
 
-QTEST_MAIN(ManifestTest)
+QTEST_GUILESS_MAIN(ManifestTest)
 #include "tst_manifest.moc"

@@ -2,7 +2,7 @@
 // one case per entry of tests/data/tables/operations.json: what is installed
 // and how the system answers, the call, and everything that must follow. The
 // keys are described at the top of that file.
-#include "app/UninstallerApp.h"
+#include "actions/Actions.h"
 #include "fakes/FakePlatform.h"
 #include "support/Tables.h"
 
@@ -86,20 +86,15 @@ void install(FakePlatform& platform, const QJsonObject& given) {
 }
 
 // The steps that take nothing but the report, and the plans, by name.
-const QMap<QString, void (UninstallerApp::*)(Report&)> kSteps{
-    {QStringLiteral("terminateRunningTalvoren"), &UninstallerApp::terminateRunningTalvoren},
-    {QStringLiteral("disableTalvorenInputSource"), &UninstallerApp::disableTalvorenInputSource},
-    {QStringLiteral("resetPermissions"), &UninstallerApp::resetPermissions},
-    {QStringLiteral("resetSetupCompletionMarker"), &UninstallerApp::resetSetupCompletionMarker}};
-const QMap<QString, Report (UninstallerApp::*)()> kPlans{
-    {QStringLiteral("resetPermissionsPlan"), &UninstallerApp::resetPermissionsPlan},
-    {QStringLiteral("removeModelPlan"), &UninstallerApp::removeModelPlan},
-    {QStringLiteral("removeAppOnlyPlan"), &UninstallerApp::removeAppOnlyPlan},
-    {QStringLiteral("fullUninstallPlan"), &UninstallerApp::fullUninstallPlan}};
+const QMap<QString, void (Uninstaller::*)(Report&)> kSteps{
+    {QStringLiteral("terminateRunningTalvoren"), &Uninstaller::terminateRunningTalvoren},
+    {QStringLiteral("disableTalvorenInputSource"), &Uninstaller::disableTalvorenInputSource},
+    {QStringLiteral("resetPermissions"), &Uninstaller::resetPermissions},
+    {QStringLiteral("resetSetupCompletionMarker"), &Uninstaller::resetSetupCompletionMarker}};
 
-Report perform(UninstallerApp& app, const QJsonObject& call) {
+Report perform(Uninstaller& app, const QJsonObject& call) {
   const QString operation = call.value(QStringLiteral("do")).toString();
-  if (kPlans.contains(operation)) return (app.*kPlans.value(operation))();
+  if (const ActionDefinition* action = findAction(operation)) return (app.*action->plan)();
   Report report;
   if (kSteps.contains(operation)) {
     (app.*kSteps.value(operation))(report);
@@ -142,7 +137,7 @@ class OperationsTest : public QObject {
     const QJsonObject expected = row.value(QStringLiteral("expect")).toObject();
     FakePlatform platform;
     install(platform, row.value(QStringLiteral("given")).toObject());
-    UninstallerApp app(platform);
+    Uninstaller app(platform);
     const QDateTime start = platform.now;
 
     const Report report = perform(app, row.value(QStringLiteral("call")).toObject());
@@ -170,5 +165,5 @@ class OperationsTest : public QObject {
   }
 };
 
-QTEST_MAIN(OperationsTest)
+QTEST_GUILESS_MAIN(OperationsTest)
 #include "tst_operations.moc"

@@ -6,7 +6,7 @@
 // CTest runs this suite in a PID namespace of its own: stopping the app
 // signals every process of this user with its identifier, and must never
 // reach those of a suite running at the same time.
-#include "app/UninstallerApp.h"
+#include "actions/Uninstaller.h"
 #include "platform/linux/InfoPlist.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/PidfdRunningApplication.h"
@@ -114,7 +114,7 @@ class RunningAppsLinuxTest : public QObject {
     // Fires only if the wait runs the event loop.
     QTimer::singleShot(300, [&] { late = fixtures.start("quit"); });
     LinuxPlatform platform;
-    UninstallerApp app(platform);
+    Uninstaller app(platform);
     Report report;
     app.terminateRunningTalvoren(report);
 
@@ -126,5 +126,5 @@ class RunningAppsLinuxTest : public QObject {
   }
 };
 
-QTEST_MAIN(RunningAppsLinuxTest)
+QTEST_GUILESS_MAIN(RunningAppsLinuxTest)
 #include "tst_running_apps_linux.moc"

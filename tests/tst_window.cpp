@@ -5,10 +5,10 @@
 // in desktop coordinates, and the desktop made from Qt's screens.
 #include "app/UninstallerApp.h"
 #include "app/WindowPlacement.h"
-#include "fakes/FakePlatform.h"
+#include "fakes/FakeDesktop.h"
 #include "platform/linux/DesktopCoordinates.h"
-#include "platform/ReportRows.h"
-#include "platform/ReportView.h"
+#include "app/ReportRows.h"
+#include "app/ReportView.h"
 #include "support/Tables.h"
 
 #include <QJsonArray>
@@ -71,7 +71,8 @@ class WindowTest : public QObject {
  private Q_SLOTS:
   void startState() {
     FakePlatform platform;
-    UninstallerApp app(platform);
+    FakeDesktop desktop(platform);
+    UninstallerApp app(platform, desktop);
     app.show();
     QCOMPARE(app.window->minimumSize(), QSize(620, 520));
     QCOMPARE(app.window->maximumSize(), QSize(620, 520));
@@ -82,7 +83,7 @@ class WindowTest : public QObject {
     QCOMPARE(app.progress->maximum(), 0);  // indeterminate: moves while shown
     // As on the Mac, Return does not press the focused button.
     QTest::keyClick(app.buttons.at(3), Qt::Key_Return);
-    QCOMPARE(platform.confirmations.size(), std::size_t(0));
+    QCOMPARE(desktop.confirmations.size(), std::size_t(0));
   }
 
   // Layout points are pixels at the default resolution, where every text
@@ -91,7 +92,8 @@ class WindowTest : public QObject {
   void layout() {
     QFETCH(QJsonObject, row);
     FakePlatform platform;
-    UninstallerApp app(platform);
+    FakeDesktop desktop(platform);
+    UninstallerApp app(platform, desktop);
     app.show();
     const bool isButton = row["button"].isDouble();
     QWidget* control = isButton ? app.buttons.at(row["button"].toInt()) : child(app, row["name"].toString());
@@ -119,7 +121,8 @@ class WindowTest : public QObject {
   void cancelChangesNothing() {
     QFETCH(QJsonObject, row);
     FakePlatform platform;
-    UninstallerApp app(platform);
+    FakeDesktop desktop(platform);
+    UninstallerApp app(platform, desktop);
     app.show();
     const QByteArray logBefore = platform.files.value(kFakeLogPath);
     platform.journal.clear();
@@ -128,7 +131,7 @@ class WindowTest : public QObject {
     QTest::qWait(250);
 
     QCOMPARE(platform.journal, QStringList{"confirm " + row["title"].toString()});
-    const FakePlatform::Confirmation& asked = platform.confirmations[0];
+    const FakeDesktop::Confirmation& asked = desktop.confirmations[0];
     QCOMPARE(asked.message, row["message"].toString());
     QCOMPARE(asked.confirmTitle + "|" + asked.cancelTitle, row["confirm"].toString() + "|Cancel");
     QCOMPARE(platform.files.value(kFakeLogPath), logBefore);
@@ -141,9 +144,10 @@ class WindowTest : public QObject {
   void showPlacesAndLogs() {
     QFETCH(QJsonObject, row);
     FakePlatform platform;
-    platform.screenList = screensOf(row["screens"]);
+    FakeDesktop desktop(platform);
+    desktop.screenList = screensOf(row["screens"]);
     platform.shortVersion = row["version"].isString() ? std::optional(row["version"].toString()) : std::nullopt;
-    UninstallerApp app(platform);
+    UninstallerApp app(platform, desktop);
     app.show();
     QWidget* first = app.window.get();
     app.show();
@@ -188,13 +192,14 @@ class WindowTest : public QObject {
     QFETCH(QJsonObject, row);
     const QString sources = row["sources"].toString();
     FakePlatform platform;
+    FakeDesktop desktop(platform);
     const QString path = QStringLiteral("/opt/TalvorenUninstaller/OstrelIcon.png");
     if (sources.contains('R')) platform.resources.insert(QStringLiteral("OstrelIcon.png"), path);
-    if (sources.contains('L')) platform.images.insert(path, solid(Qt::red));
+    if (sources.contains('L')) desktop.images.insert(path, solid(Qt::red));
     if (sources.contains('A')) platform.addDirectory(QStringLiteral("/Applications/Talvoren.app"));
-    platform.fileIcons.insert(QStringLiteral("/Applications/Talvoren.app"), solid(QColor("lime")));
-    if (sources.contains('P')) platform.programIcon = solid(Qt::blue);
-    UninstallerApp app(platform);
+    desktop.fileIcons.insert(QStringLiteral("/Applications/Talvoren.app"), solid(QColor("lime")));
+    if (sources.contains('P')) desktop.programIcon = solid(Qt::blue);
+    UninstallerApp app(platform, desktop);
     app.show();
 
     const QPixmap shown = qobject_cast<QLabel*>(child(app, QStringLiteral("icon")))->pixmap();
@@ -277,7 +282,8 @@ class WindowTest : public QObject {
     const QString last = row["last"].toString();
     const bool failure = last.startsWith(QLatin1String("[Needs attention] "));
     FakePlatform platform;
-    UninstallerApp app(platform);
+    FakeDesktop desktop(platform);
+    UninstallerApp app(platform, desktop);
     if (withWindow) app.show();
     const QByteArray logBefore = platform.files.value(kFakeLogPath);
     qint64 startedAfterMs = -1;
@@ -296,7 +302,7 @@ class WindowTest : public QObject {
     QCOMPARE(startedAfterMs, -1);
     // Without a window the lone bar must not pop up as a window of its own.
     QCOMPARE(busy(app), withWindow);
-    QTRY_COMPARE(platform.completions.size(), std::size_t(1));
+    QTRY_COMPARE(desktop.completions.size(), std::size_t(1));
 
     QVERIFY(startedAfterMs >= 100);
     QCOMPARE(busyWhileRunning, withWindow);
@@ -305,7 +311,7 @@ class WindowTest : public QObject {
     QCOMPARE(QString::fromUtf8(platform.files.value(kFakeLogPath).mid(logBefore.size())),
              "\n[2026-11-16T15:54:07Z] Action report:\n" + lines + "\n");
     QCOMPARE(app.statusView->toPlainText(), lines + "\n[OK] Uninstall log saved: " + kFakeLogPath);
-    const FakePlatform::Completion& dialog = platform.completions[0];
+    const FakeDesktop::Completion& dialog = desktop.completions[0];
     QCOMPARE(dialog.informativeText, app.statusView->toPlainText());
     QCOMPARE(dialog.warningStyle, failure);
     QCOMPARE(dialog.title + "|" + dialog.buttonTitle, QStringLiteral("Done|OK"));

@@ -2,7 +2,8 @@
 // conversion between Qt's screen coordinates and the desktop's, reports of
 // any size, and how the program ends.
 #include "app/UninstallerApp.h"
-#include "platform/ReportView.h"
+#include "app/ReportView.h"
+#include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/LinuxPlatform.h"
 
 #include <QAbstractButton>
@@ -45,7 +46,8 @@ double childrenCpuSeconds() {
 // 0.3 s into it, right after the CPU time used so far is printed.
 int closeDuringAnAction() {
   LinuxPlatform platform;
-  UninstallerApp app(platform);
+  LinuxDesktop desktop(platform);
+  UninstallerApp app(platform, desktop);
   app.show();
   app.runAction([&] {
     QTimer::singleShot(300, app.window.get(), [&] {
@@ -78,7 +80,7 @@ class WindowLinuxTest : public QObject {
         QCOMPARE(box.text() + "|" + box.informativeText(), QStringLiteral("Remove?|It goes to the Trash."));
       });
       LinuxPlatform platform;
-      QCOMPARE(platform.confirm("Remove?", "It goes to the Trash.", "Remove", "Cancel"), confirming);
+      QCOMPARE(LinuxDesktop(platform).confirm("Remove?", "It goes to the Trash.", "Remove", "Cancel"), confirming);
     }
   }
 
@@ -133,7 +135,7 @@ class WindowLinuxTest : public QObject {
       QVERIFY(box.frameGeometry().height() <= box.screen()->availableGeometry().height());
     });
     LinuxPlatform platform;
-    platform.showCompletion(onWindow ? &window : nullptr, failure, "Done", report.split('\n'), "OK");
+    LinuxDesktop(platform).showCompletion(onWindow ? &window : nullptr, failure, "Done", report.split('\n'), "OK");
 
     QCOMPARE(answered, !onWindow);
     QTRY_VERIFY(answered);
@@ -184,7 +186,8 @@ class WindowLinuxTest : public QObject {
   // The offscreen screen is the primary one and sits at Qt's (0, 0): a
   // desktop frame goes to Qt's top-left position and back.
   void framesConvertAboutThePrimaryScreen() {
-    LinuxPlatform platform;
+    LinuxPlatform system;
+    LinuxDesktop platform(system);
     const QRect qtScreen = QGuiApplication::screens().first()->geometry();
     QCOMPARE(platform.screens().at(0).frame, QRectF(qtScreen));
     QCOMPARE(platform.mainScreenIndex(), std::optional<std::size_t>(0));
@@ -200,7 +203,7 @@ class WindowLinuxTest : public QObject {
 
   void shippedIconIsARealPicture() {
     LinuxPlatform platform;
-    const QImage icon = platform.loadImage(QFINDTESTDATA("../TalvorenUninstaller/resources/OstrelIcon.png"));
+    const QImage icon = LinuxDesktop(platform).loadImage(QFINDTESTDATA("../TalvorenUninstaller/resources/OstrelIcon.png"));
     QVERIFY(icon.width() >= 64 && icon.height() >= 64);
   }
 };

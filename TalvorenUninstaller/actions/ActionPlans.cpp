@@ -1,30 +1,30 @@
-#include "app/UninstallerApp.h"
+#include "actions/Uninstaller.h"
+
+#include "base/Talvoren.h"
 
 namespace {
 
-const QString kInstalledAppPath = QStringLiteral("/Applications/Talvoren.app");
-const QString kKeyboardHelperLabel = QStringLiteral("Keyboard helper");
-const QString kDefaults = QStringLiteral("/usr/bin/defaults");
-const QString kAppIdentifier = QStringLiteral("com.quvex.Talvoren.direct");
+using Talvoren::kInstalledAppPath;
+using Talvoren::kKeyboardHelperLabel;
 
 // Every plan opens with the manifest summary and runs each of its steps
 // whatever the earlier ones reported: each operation records its own outcome.
-Report startReport(const UninstallerApp& app) {
+Report startReport(const Uninstaller& uninstaller) {
   Report report;
-  report.skipped(app.text.manifestLabel + QStringLiteral(": ") + app.manifestSummary());
+  report.skipped(uninstaller.text.manifestLabel + QStringLiteral(": ") + uninstaller.manifestSummary());
   return report;
 }
 
 }  // namespace
 
-Report UninstallerApp::resetPermissionsPlan() {
+Report Uninstaller::resetPermissionsPlan() {
   Report report = startReport(*this);
   resetPermissions(report);
   resetSetupCompletionMarker(report);
   return report;
 }
 
-Report UninstallerApp::removeAppOnlyPlan() {
+Report Uninstaller::removeAppOnlyPlan() {
   Report report = startReport(*this);
   terminateRunningTalvoren(report);
   disableTalvorenInputSource(report);
@@ -37,13 +37,13 @@ Report UninstallerApp::removeAppOnlyPlan() {
   return report;
 }
 
-Report UninstallerApp::removeModelPlan() {
+Report Uninstaller::removeModelPlan() {
   Report report = startReport(*this);
   removeManifestComponents({QStringLiteral("model")}, {{install_.modelsPath(), text.modelLabel}}, report);
   return report;
 }
 
-Report UninstallerApp::fullUninstallPlan() {
+Report Uninstaller::fullUninstallPlan() {
   Report report = startReport(*this);
   terminateRunningTalvoren(report);
   disableTalvorenInputSource(report);
@@ -59,7 +59,7 @@ Report UninstallerApp::fullUninstallPlan() {
 
   // Asking the preferences system first lets it drop its cached copy; the
   // domain may well not exist, so its answer is of no interest.
-  runCommand(kDefaults, {QStringLiteral("delete"), kAppIdentifier});
+  runCommand(SystemProgram::kDefaults, {QStringLiteral("delete"), Talvoren::kAppIdentifier});
   if (platform_.fileExists(install_.preferencesPath())) {
     trash(install_.preferencesPath(), text.preferencesLabel, report);
   } else {

@@ -4,7 +4,7 @@
 #include <QPushButton>
 
 bool UninstallerApp::confirm(const QString& title, const QString& message, const QString& buttonTitle) {
-  return platform_.confirm(title, message, buttonTitle, text.cancelButton);
+  return desktop_.confirm(title, message, buttonTitle, text.cancelButton);
 }
 
 void UninstallerApp::setBusy(bool busy) {

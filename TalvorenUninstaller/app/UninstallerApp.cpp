@@ -1,16 +1,11 @@
 #include "app/UninstallerApp.h"
 
-#include "platform/ReportView.h"
+#include "app/ReportView.h"
 
 #include <QProgressBar>
 
-UninstallerApp::UninstallerApp(Platform& platform, QObject* parent)
-    : QObject(parent),
-      statusView(new ReportView),
-      progress(new QProgressBar),
-      platform_(platform),
-      install_(platform),
-      log_(platform, install_) {}
+UninstallerApp::UninstallerApp(Platform& platform, DesktopPlatform& desktop, QObject* parent)
+    : QObject(parent), Uninstaller(platform), statusView(new ReportView), progress(new QProgressBar), desktop_(desktop) {}
 
 UninstallerApp::~UninstallerApp() {
   // Until the window's content has adopted them, the two controls are ours.

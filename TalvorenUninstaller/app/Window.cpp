@@ -3,19 +3,14 @@
 #include "app/MainWindow.h"
 #include "app/UninstallerApp.h"
 #include "app/WindowPlacement.h"
+#include "base/Talvoren.h"
 
 #include <variant>
-
-namespace {
-
-const QString kInstalledAppPath = QStringLiteral("/Applications/Talvoren.app");
-
-}  // namespace
 
 void UninstallerApp::show() {
   if (!window) {
     // Closing the window ends the program, like pressing Quit.
-    auto created = std::make_unique<MainWindow>([this] { platform_.terminateApplication(); });
+    auto created = std::make_unique<MainWindow>([this] { desktop_.terminateApplication(); });
     created->setWindowTitle(text.title);
     QWidget* content = makeContentView();
     if (content) {
@@ -31,25 +26,25 @@ void UninstallerApp::show() {
 
   // Every showing re-centres the window, even after the user has moved it.
   const WindowPlacement placement =
-      placeWindow(platform_.screens(), platform_.mainScreenIndex(), platform_.windowFrame(*window).size());
+      placeWindow(desktop_.screens(), desktop_.mainScreenIndex(), desktop_.windowFrame(*window).size());
   if (const auto* frame = std::get_if<QRectF>(&placement)) {
-    platform_.setWindowFrame(*window, *frame);
+    desktop_.setWindowFrame(*window, *frame);
   } else {
-    platform_.setWindowOrigin(*window, std::get<QPointF>(placement));
+    desktop_.setWindowOrigin(*window, std::get<QPointF>(placement));
   }
-  platform_.bringToFront(*window);
+  desktop_.bringToFront(*window);
 
   const QString version = platform_.bundleShortVersion().value_or(QStringLiteral("unknown"));
   log_.write(QStringLiteral("Uninstaller shown bundle=") + platform_.bundlePath() + QStringLiteral(" version=") +
-             version + QStringLiteral(" frame=") + frameText(platform_.windowFrame(*window)));
+             version + QStringLiteral(" frame=") + frameText(desktop_.windowFrame(*window)));
 }
 
 QImage UninstallerApp::iconImage() const {
   if (const std::optional<QString> resource = platform_.bundleResourcePath(QStringLiteral("OstrelIcon"),
                                                                            QStringLiteral("png"))) {
-    const QImage image = platform_.loadImage(*resource);
+    const QImage image = desktop_.loadImage(*resource);
     if (!image.isNull()) return image;
   }
-  if (platform_.fileExists(kInstalledAppPath)) return platform_.iconForFile(kInstalledAppPath);
-  return platform_.applicationIcon();
+  if (platform_.fileExists(Talvoren::kInstalledAppPath)) return desktop_.iconForFile(Talvoren::kInstalledAppPath);
+  return desktop_.applicationIcon();
 }

@@ -1,14 +1,9 @@
-#include "app/UninstallerApp.h"
+#include "cleanup/CleanupOperations.h"
 
-namespace {
+#include "base/Talvoren.h"
 
-// The keyboard helper's input source and its application share this identifier.
-const QString kInputMethodIdentifier = QStringLiteral("com.quvex.Talvoren.direct.InputMethod");
-
-}  // namespace
-
-void UninstallerApp::disableTalvorenInputSource(Report& report) {
-  const std::optional<InputSourceList> sources = platform_.inputSources(kInputMethodIdentifier);
+void CleanupOperations::disableTalvorenInputSource(Report& report) {
+  const std::optional<InputSourceList> sources = platform_.inputSources(Talvoren::kInputMethodIdentifier);
   // Not installed: nothing to report, and a helper process, if one runs, is
   // left alone.
   if (!sources || sources->empty() || !sources->front()) return;
@@ -32,5 +27,5 @@ void UninstallerApp::disableTalvorenInputSource(Report& report) {
 
   // The helper's process would otherwise keep its files in use; it is not
   // asked first and not waited for.
-  for (const auto& helper : platform_.runningApplications(kInputMethodIdentifier)) helper->forceTerminate();
+  for (const auto& helper : platform_.runningApplications(Talvoren::kInputMethodIdentifier)) helper->forceTerminate();
 }

@@ -1,25 +1,24 @@
-#include "app/UninstallerApp.h"
+#include "cleanup/CleanupOperations.h"
+
+#include "base/Talvoren.h"
 
 namespace {
 
-const QString kTccutil = QStringLiteral("/usr/bin/tccutil");
-const QString kDefaults = QStringLiteral("/usr/bin/defaults");
-const QString kAppIdentifier = QStringLiteral("com.quvex.Talvoren.direct");
 const QString kMarkerKey = QStringLiteral("setupCompleted");
 
 // Both identifiers the app has shipped under; the privacy database keeps
 // separate decisions for each.
-const QStringList kPermissionIdentifiers = {kAppIdentifier, QStringLiteral("com.quvex.Talvoren.dev")};
+const QStringList kPermissionIdentifiers = {Talvoren::kAppIdentifier, Talvoren::kDevelopmentIdentifier};
 const QStringList kPermissionCategories = {QStringLiteral("Microphone"), QStringLiteral("Accessibility")};
 
 }  // namespace
 
-void UninstallerApp::resetPermissions(Report& report) {
+void CleanupOperations::resetPermissions(Report& report) {
   int succeeded = 0;
   QStringList failures;
   for (const QString& identifier : kPermissionIdentifiers) {
     for (const QString& category : kPermissionCategories) {
-      const CommandResult result = runCommand(kTccutil, {QStringLiteral("reset"), category, identifier});
+      const CommandResult result = runCommand(SystemProgram::kTccutil, {QStringLiteral("reset"), category, identifier});
       if (result.status == 0) {
         ++succeeded;
         continue;
@@ -41,16 +40,16 @@ void UninstallerApp::resetPermissions(Report& report) {
   }
 }
 
-void UninstallerApp::resetSetupCompletionMarker(Report& report) {
-  if (runCommand(kDefaults, {QStringLiteral("read"), kAppIdentifier, kMarkerKey}).status != 0) {
+void CleanupOperations::resetSetupCompletionMarker(Report& report) {
+  if (runCommand(SystemProgram::kDefaults, {QStringLiteral("read"), Talvoren::kAppIdentifier, kMarkerKey}).status != 0) {
     report.skipped(QStringLiteral("First-run setup marker: ") + text.notFound);
     return;
   }
 
-  const CommandResult deletion = runCommand(kDefaults, {QStringLiteral("delete"), kAppIdentifier, kMarkerKey});
+  const CommandResult deletion = runCommand(SystemProgram::kDefaults, {QStringLiteral("delete"), Talvoren::kAppIdentifier, kMarkerKey});
   if (deletion.status == 0) {
     report.ok(QStringLiteral("First-run setup marker removed."));
-    log_.write(QStringLiteral("Removed defaults key ") + kAppIdentifier + QLatin1Char(' ') + kMarkerKey);
+    log_.write(QStringLiteral("Removed defaults key ") + Talvoren::kAppIdentifier + QLatin1Char(' ') + kMarkerKey);
     return;
   }
 

@@ -1,11 +1,11 @@
-#include "app/UninstallerApp.h"
+#include "cleanup/CleanupOperations.h"
+
+#include "base/Talvoren.h"
 
 #include <algorithm>
 
 namespace {
 
-// Only the shipping app; the development build is never looked for.
-const QString kAppIdentifier = QStringLiteral("com.quvex.Talvoren.direct");
 constexpr qint64 kWaitMilliseconds = 3000;
 constexpr double kPollSeconds = 0.1;
 
@@ -28,10 +28,11 @@ bool waitForExit(Platform& platform, const RunningApplicationList& instances) {
 
 }  // namespace
 
-void UninstallerApp::terminateRunningTalvoren(Report& report) {
-  // One snapshot for the whole call: instances started meanwhile are not ours
+void CleanupOperations::terminateRunningTalvoren(Report& report) {
+  // Only the shipping app; the development build is never looked for. One
+  // snapshot for the whole call: instances started meanwhile are not ours
   // to stop.
-  const RunningApplicationList instances = platform_.runningApplications(kAppIdentifier);
+  const RunningApplicationList instances = platform_.runningApplications(Talvoren::kAppIdentifier);
   if (instances.empty()) {
     report.skipped(text.noRunningApp);
     return;

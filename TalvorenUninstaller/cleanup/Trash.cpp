@@ -1,8 +1,9 @@
-#include "app/UninstallerApp.h"
+#include "cleanup/CleanupOperations.h"
+
+#include "base/Talvoren.h"
 
 namespace {
 
-const QString kScriptRunner = QStringLiteral("/usr/bin/osascript");
 const QString kScriptPrefix = QStringLiteral("tell application \"Finder\" to delete POSIX file \"");
 
 // An AppleScript string literal only gives meaning to the backslash and the
@@ -15,7 +16,7 @@ QString appleScriptStringBody(QString path) {
 
 }  // namespace
 
-void UninstallerApp::trash(const QString& path, const QString& label, Report& report) {
+void CleanupOperations::trash(const QString& path, const QString& label, Report& report) {
   const QString subject = label + QStringLiteral(": ");
   if (!platform_.fileExists(path)) {
     report.skipped(subject + text.notFound);
@@ -34,7 +35,7 @@ void UninstallerApp::trash(const QString& path, const QString& label, Report& re
   // The Finder keeps a Trash of its own and can sometimes move what the file
   // manager could not; it is asked exactly once.
   const QString script = kScriptPrefix + appleScriptStringBody(path) + QLatin1Char('"');
-  const CommandResult run = runCommand(kScriptRunner, {QStringLiteral("-e"), script});
+  const CommandResult run = runCommand(SystemProgram::kOsascript, {QStringLiteral("-e"), script});
   // A zero status only says that the script ran, not that the item is gone.
   if (run.status == 0 && !platform_.fileExists(path)) {
     report.ok(subject + text.movedToTrash + QStringLiteral(" (") + text.fallbackTrash + QLatin1Char(')'));

@@ -1,4 +1,4 @@
-#include "app/UninstallerApp.h"
+#include "manifest/ManifestOperations.h"
 #include "manifest/ManifestJson.h"
 #include "manifest/ManifestPath.h"
 
@@ -89,9 +89,9 @@ bool isSafeKey(const QByteArray& key, const SafeLocations& safe) {
 // Reads the manifest, keeping only the components of the requested groups
 // (a component of another group is passed over silently anyway). Nothing is
 // kept when any part of the manifest is unusable.
-std::vector<PendingComponent> pendingComponents(const UninstallerApp& app, const QSet<QString>& groups,
+std::vector<PendingComponent> pendingComponents(const ManifestOperations& operations, const QSet<QString>& groups,
                                                 const QString& currentDirectory) {
-  const std::optional<QByteArray> bytes = app.platform().readFile(app.install().manifestPath());
+  const std::optional<QByteArray> bytes = operations.platform().readFile(operations.install().manifestPath());
   if (!bytes) return {};
   const GroupSet wanted(groups);
   std::vector<PendingComponent> pending;
@@ -103,7 +103,7 @@ std::vector<PendingComponent> pendingComponents(const UninstallerApp& app, const
     named.removalGroup = textOf(view.removalGroup);
     ManifestPath path = normaliseManifestPath(textOf(view.path), currentDirectory);
     if (path.isEmpty()) return;
-    pending.push_back({app.manifestLabel(named), std::move(path), handlingOf(named)});
+    pending.push_back({operations.manifestLabel(named), std::move(path), handlingOf(named)});
   });
   if (!complete) return {};
   return pending;
@@ -111,7 +111,7 @@ std::vector<PendingComponent> pendingComponents(const UninstallerApp& app, const
 
 }  // namespace
 
-void UninstallerApp::removeManifestComponents(const QSet<QString>& groups,
+void ManifestOperations::removeManifestComponents(const QSet<QString>& groups,
                                               const std::vector<ManifestFallback>& fallback, Report& report) {
   const QString currentDirectory = platform_.currentDirectory();
   std::vector<PendingComponent> pending = pendingComponents(*this, groups, currentDirectory);
@@ -161,17 +161,17 @@ void UninstallerApp::removeManifestComponents(const QSet<QString>& groups,
   }
 }
 
-bool UninstallerApp::isSafeManifestRemovalPath(const QString& normalisedPath) const {
+bool ManifestOperations::isSafeManifestRemovalPath(const QString& normalisedPath) const {
   return isSafeKey(compositionKey(normalisedPath), safeLocationsOf(install_));
 }
 
-bool UninstallerApp::manifestRemovalOrder(const ManifestComponent& a, const ManifestComponent& b) const {
+bool ManifestOperations::manifestRemovalOrder(const ManifestComponent& a, const ManifestComponent& b) const {
   const QString currentDirectory = platform_.currentDirectory();
   return isHandledBefore(normaliseManifestPath(a.path, currentDirectory),
                          normaliseManifestPath(b.path, currentDirectory));
 }
 
-QString UninstallerApp::manifestSummary() const {
+QString ManifestOperations::manifestSummary() const {
   const QString& path = install_.manifestPath();
   if (!platform_.fileExists(path)) return text.notFound;
   const std::optional<QByteArray> bytes = platform_.readFile(path);

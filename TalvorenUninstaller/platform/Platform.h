@@ -2,10 +2,6 @@
 
 #include <QByteArray>
 #include <QDateTime>
-#include <QImage>
-#include <QPointF>
-#include <QRectF>
-#include <QSizeF>
 #include <QString>
 #include <QStringList>
 
@@ -13,8 +9,6 @@
 #include <memory>
 #include <optional>
 #include <vector>
-
-class QWidget;
 
 // What a program left behind when it ended: its termination status (exit code,
 // or the number of the signal that ended it; 127 when it could not start) and
@@ -28,13 +22,6 @@ struct CommandResult {
 struct TrashOutcome {
   bool moved = false;
   QString error;
-};
-
-// A screen in desktop coordinates: origin at the bottom left of the primary
-// screen, y growing upwards; a rectangle's (x, y) is its bottom-left corner.
-struct ScreenGeometry {
-  QRectF frame;
-  QRectF visibleFrame;
 };
 
 // One running instance of an application, as seen when it was listed. It keeps
@@ -70,10 +57,12 @@ inline constexpr qsizetype kReadFilePadding = 64;
 using RunningApplicationList = std::vector<std::shared_ptr<RunningApplication>>;
 using InputSourceList = std::vector<std::shared_ptr<InputSource>>;
 
-// Everything the uninstaller asks of the operating system, and nothing else.
-// The program's logic reaches files, processes, running applications, input
-// sources, screens and dialogs only through this interface, so that it can be
-// driven by a fake in tests and by a per-system implementation in the program.
+// Everything the uninstaller's work asks of the operating system, and nothing
+// else: files, the Trash, processes, time and waits, running applications,
+// input sources and the program's own bundle. Operations reach the system only
+// through this interface, so that they can be driven by a fake in tests and by
+// a per-system implementation in the program; it needs no display. Screens,
+// windows and dialogs are the window's business, in DesktopPlatform.
 class Platform {
  public:
   virtual ~Platform() = default;
@@ -139,37 +128,4 @@ class Platform {
   virtual std::optional<QString> bundleShortVersion() = 0;
   // The path of a resource shipped with the program, when it exists.
   virtual std::optional<QString> bundleResourcePath(const QString& name, const QString& extension) = 0;
-  // The image in a file; a null image when it cannot be loaded.
-  virtual QImage loadImage(const QString& path) = 0;
-  // The icon the desktop shows for the item at `path`.
-  virtual QImage iconForFile(const QString& path) = 0;
-  // The program's own application icon; may be null.
-  virtual QImage applicationIcon() = 0;
-
-  // --- Screens, windows and the application ---------------------------------
-  // All screens, in the system's order.
-  virtual std::vector<ScreenGeometry> screens() = 0;
-  // The index into screens() of the main screen, if there is one.
-  virtual std::optional<std::size_t> mainScreenIndex() = 0;
-  // The window's whole frame (title bar included) in desktop coordinates.
-  virtual QRectF windowFrame(QWidget& window) = 0;
-  virtual void setWindowFrame(QWidget& window, const QRectF& frame) = 0;
-  virtual void setWindowOrigin(QWidget& window, const QPointF& origin) = 0;
-  // Puts the window in front and gives it the keyboard, activating the program.
-  virtual void bringToFront(QWidget& window) = 0;
-  // Ends the program with status 0: from the main event loop by leaving it,
-  // from inside a wait of a running action at once.
-  virtual void terminateApplication() = 0;
-
-  // --- Dialogs ----------------------------------------------------------------
-  // An application-modal warning alert with a default confirming button and a
-  // cancel button that answers Escape. True only for the confirming button.
-  virtual bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
-                       const QString& cancelTitle) = 0;
-  // The completion dialog with one button; its informative text is
-  // `reportLines` joined by line feeds. With a window it is a sheet on it and
-  // returns at once; without one it is application-modal and returns once
-  // dismissed.
-  virtual void showCompletion(QWidget* window, bool warningStyle, const QString& title,
-                              const QStringList& reportLines, const QString& buttonTitle) = 0;
 };

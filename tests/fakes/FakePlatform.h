@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 
+#include <QDateTime>
 #include <QFileInfo>
 #include <QMap>
 #include <QRegularExpression>
@@ -54,15 +55,6 @@ class FakePlatform final : public Platform {
     bool enabled;
   };
 
-  struct Completion {
-    QWidget* window;
-    bool warningStyle;
-    QString title, informativeText, buttonTitle;
-  };
-  struct Confirmation {
-    QString title, message, confirmTitle, cancelTitle;
-  };
-
   FakePlatform() { addDirectory(home); }
 
   QStringList journal;
@@ -86,17 +78,10 @@ class FakePlatform final : public Platform {
   QMap<QString, std::optional<InputSourceList>> inputSourcesById;
   std::shared_ptr<Source> asciiSource = std::make_shared<Source>(QStringLiteral("ABC"), false, false);
   int disableStatus = 0;
-  // The bundle, its resources ("name.ext" -> path) and pictures by path.
+  // The bundle and its resources ("name.ext" -> path).
   QString bundle = QStringLiteral("/opt/TalvorenUninstaller");
   std::optional<QString> shortVersion = QStringLiteral("1.0.0");
   QMap<QString, QString> resources;
-  QMap<QString, QImage> images, fileIcons;
-  QImage programIcon;
-  // Screens, windows and dialogs; every confirmation is answered no.
-  std::vector<ScreenGeometry> screenList;
-  QMap<const QWidget*, QRectF> windowFrames;
-  std::vector<Confirmation> confirmations;
-  std::vector<Completion> completions;
 
   void addFile(const QString& path, const QByteArray& contents = {}) {
     addDirectory(QFileInfo(path).path());
@@ -176,31 +161,5 @@ class FakePlatform final : public Platform {
   std::optional<QString> bundleResourcePath(const QString& name, const QString& extension) override {
     const QString key = name + QLatin1Char('.') + extension;
     return resources.contains(key) ? std::optional(resources.value(key)) : std::nullopt;
-  }
-  QImage loadImage(const QString& path) override { return images.value(path); }
-  QImage iconForFile(const QString& path) override { return fileIcons.value(path); }
-  QImage applicationIcon() override { return programIcon; }
-  std::vector<ScreenGeometry> screens() override { return screenList; }
-  std::optional<std::size_t> mainScreenIndex() override { return std::nullopt; }
-  QRectF windowFrame(QWidget& window) override { return windowFrames.value(&window, QRectF(0, 0, 620, 548)); }
-  void setWindowFrame(QWidget& window, const QRectF& frame) override {
-    journal.append(QStringLiteral("frame %1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()));
-    windowFrames.insert(&window, frame);
-  }
-  void setWindowOrigin(QWidget& window, const QPointF& origin) override {
-    journal.append(QStringLiteral("origin %1 %2").arg(origin.x()).arg(origin.y()));
-    windowFrames.insert(&window, QRectF(origin, windowFrame(window).size()));
-  }
-  void bringToFront(QWidget&) override { journal.append(QStringLiteral("front")); }
-  void terminateApplication() override {}
-  bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
-               const QString& cancelTitle) override {
-    journal.append(QStringLiteral("confirm ") + title);
-    confirmations.push_back({title, message, confirmTitle, cancelTitle});
-    return false;
-  }
-  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QStringList& reportLines,
-                      const QString& buttonTitle) override {
-    completions.push_back({window, warningStyle, title, reportLines.join(QLatin1Char('\n')), buttonTitle});
   }
 };

@@ -6,12 +6,12 @@
 // - a path judged safe in one Unicode composition and not in another;
 // - a handling order that is not a strict weak ordering on the paths seen.
 // The paths are the decoded components' paths, or else the input's lines.
-#include "app/UninstallerApp.h"
+#include "actions/Uninstaller.h"
 #include "fakes/FakePlatform.h"
 #include "manifest/ManifestJson.h"
 #include "manifest/ManifestPath.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 
 #include <cstdio>
 #include <cstdlib>
@@ -54,7 +54,7 @@ void checkStrictWeakOrder(const std::vector<ManifestPath>& paths) {
   }
 }
 
-UninstallerApp* app = nullptr;
+Uninstaller* app = nullptr;
 
 }  // namespace
 
@@ -62,10 +62,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   static int argc = 1;
   static char name[] = "manifest_fuzz";
   static char* argv[] = {name, nullptr};
-  qputenv("QT_QPA_PLATFORM", "offscreen");
-  static QApplication application(argc, argv);
+  static QCoreApplication application(argc, argv);
   static FakePlatform platform;
-  static UninstallerApp instance(platform);
+  static Uninstaller instance(platform);
   app = &instance;
   return 0;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Platform.h"
+#include "platform/DesktopPlatform.h"
 
 #include <QPointF>
 #include <QRect>

@@ -2,13 +2,13 @@
 
 #include "platform/Platform.h"
 
-// The platform on Linux. Desktop concepts of the program's home system map as
-// follows: the Trash is the freedesktop.org Trash, a running application is a
-// process of this user whose executable lies inside an ".app" bundle with an
-// Info.plist, and the program's bundle is the folder that holds its
-// executable. Definitions are split by area into *_linux.cpp files. Every
-// path crosses to the system through NativePath.h, and the home is decided
-// once per platform object.
+// The system side of the platform on Linux. Concepts of the program's home
+// system map as follows: the Trash is the freedesktop.org Trash, a running
+// application is a process of this user whose executable lies inside an
+// ".app" bundle with an Info.plist, and the program's bundle is the folder
+// that holds its executable. Definitions are split by area into *_linux.cpp
+// files. Every path crosses to the system through NativePath.h, and the home
+// is decided once per platform object. It needs Qt Core only.
 class LinuxPlatform final : public Platform {
  public:
   QString homeDirectory() override;
@@ -34,22 +34,6 @@ class LinuxPlatform final : public Platform {
   QString bundlePath() override;
   std::optional<QString> bundleShortVersion() override;
   std::optional<QString> bundleResourcePath(const QString& name, const QString& extension) override;
-  QImage loadImage(const QString& path) override;
-  QImage iconForFile(const QString& path) override;
-  QImage applicationIcon() override;
-
-  std::vector<ScreenGeometry> screens() override;
-  std::optional<std::size_t> mainScreenIndex() override;
-  QRectF windowFrame(QWidget& window) override;
-  void setWindowFrame(QWidget& window, const QRectF& frame) override;
-  void setWindowOrigin(QWidget& window, const QPointF& origin) override;
-  void bringToFront(QWidget& window) override;
-  void terminateApplication() override;
-
-  bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
-               const QString& cancelTitle) override;
-  void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QStringList& reportLines,
-                      const QString& buttonTitle) override;
 
  private:
   QByteArray homeTrashPath();

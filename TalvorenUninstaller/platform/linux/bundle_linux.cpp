@@ -3,24 +3,6 @@
 #include "platform/linux/NativePath.h"
 
 #include <QCoreApplication>
-#include <QFileIconProvider>
-#include <QFileInfo>
-#include <QGuiApplication>
-#include <QIcon>
-
-
-
-namespace {
-
-// Large enough for the 64-point icon view on a high-resolution screen.
-constexpr int kIconPixels = 128;
-
-QImage imageOf(const QIcon& icon) {
-  if (icon.isNull()) return {};
-  return icon.pixmap(QSize(kIconPixels, kIconPixels)).toImage();
-}
-
-}  // namespace
 
 // The folder that holds the executable stands in for the bundle, and the
 // program's resources are installed beside the executable.
@@ -37,18 +19,3 @@ std::optional<QString> LinuxPlatform::bundleResourcePath(const QString& name, co
   if (!fileExists(path)) return std::nullopt;
   return path;
 }
-
-QImage LinuxPlatform::loadImage(const QString& path) {
-  const std::optional<QByteArray> contents = readFile(path);
-  return contents ? QImage::fromData(*contents) : QImage();
-}
-
-QImage LinuxPlatform::iconForFile(const QString& path) {
-  // The desktop's icon lookup goes by Qt's own path encoding: a path without
-  // an exact native form gets no icon rather than another item's.
-  if (!encodeNativePath(path)) return {};
-  const QFileIconProvider provider;
-  return imageOf(provider.icon(QFileInfo(path)));
-}
-
-QImage LinuxPlatform::applicationIcon() { return imageOf(QGuiApplication::windowIcon()); }

@@ -1,6 +1,6 @@
-#include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/LinuxDesktop.h"
 
-#include "platform/ReportView.h"
+#include "app/ReportView.h"
 
 #include <QGridLayout>
 #include <QGuiApplication>
@@ -83,7 +83,7 @@ std::unique_ptr<QMessageBox> makeCompletionBox(QWidget* window, bool warningStyl
 
 }  // namespace
 
-bool LinuxPlatform::confirm(const QString& title, const QString& message, const QString& confirmTitle,
+bool LinuxDesktop::confirm(const QString& title, const QString& message, const QString& confirmTitle,
                             const QString& cancelTitle) {
   const std::unique_ptr<QMessageBox> box = makeConfirmationBox(title, message, confirmTitle, cancelTitle);
   box->exec();
@@ -91,7 +91,7 @@ bool LinuxPlatform::confirm(const QString& title, const QString& message, const 
   return box->clickedButton() != nullptr && box->clickedButton() == box->defaultButton();
 }
 
-void LinuxPlatform::showCompletion(QWidget* window, bool warningStyle, const QString& title,
+void LinuxDesktop::showCompletion(QWidget* window, bool warningStyle, const QString& title,
                                    const QStringList& reportLines, const QString& buttonTitle) {
   std::unique_ptr<QMessageBox> box = makeCompletionBox(window, warningStyle, title, reportLines, buttonTitle);
   if (!window) {

@@ -1,5 +1,5 @@
 #include "platform/linux/DesktopCoordinates.h"
-#include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/LinuxDesktop.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -23,11 +23,11 @@ DesktopCoordinates currentDesktop() {
 
 }  // namespace
 
-std::vector<ScreenGeometry> LinuxPlatform::screens() {
+std::vector<ScreenGeometry> LinuxDesktop::screens() {
   return currentDesktop().screens();
 }
 
-std::optional<std::size_t> LinuxPlatform::mainScreenIndex() {
+std::optional<std::size_t> LinuxDesktop::mainScreenIndex() {
   // The screen with the active window, as the program's home desktop means
   // it; without one, the desktop's primary screen.
   const QWidget* active = QApplication::activeWindow();
@@ -37,9 +37,9 @@ std::optional<std::size_t> LinuxPlatform::mainScreenIndex() {
   return std::size_t(index);
 }
 
-QRectF LinuxPlatform::windowFrame(QWidget& window) { return currentDesktop().fromQt(QRectF(window.frameGeometry())); }
+QRectF LinuxDesktop::windowFrame(QWidget& window) { return currentDesktop().fromQt(QRectF(window.frameGeometry())); }
 
-void LinuxPlatform::setWindowFrame(QWidget& window, const QRectF& frame) {
+void LinuxDesktop::setWindowFrame(QWidget& window, const QRectF& frame) {
   const QRect target = currentDesktop().toQt(frame).toRect();
   // The frame includes the decoration; the widget's own size excludes it.
   const QRect outer = window.frameGeometry();
@@ -48,18 +48,18 @@ void LinuxPlatform::setWindowFrame(QWidget& window, const QRectF& frame) {
   window.move(target.topLeft());
 }
 
-void LinuxPlatform::setWindowOrigin(QWidget& window, const QPointF& origin) {
+void LinuxDesktop::setWindowOrigin(QWidget& window, const QPointF& origin) {
   const QRectF frame(origin, QSizeF(window.frameGeometry().size()));
   window.move(currentDesktop().toQt(frame).toRect().topLeft());
 }
 
-void LinuxPlatform::bringToFront(QWidget& window) {
+void LinuxDesktop::bringToFront(QWidget& window) {
   window.show();
   window.raise();
   window.activateWindow();
 }
 
-void LinuxPlatform::terminateApplication() {
+void LinuxDesktop::terminateApplication() {
   // Asked from inside a nested event loop, that is from one of the waits of a
   // running action, leaving the loops would only hide the window: the action
   // would run on, and every later wait would return at once. So the process

@@ -1,6 +1,6 @@
-#include "actions/UninstallLog.h"
+#include "base/UninstallLog.h"
 
-#include "manifest/TalvorenInstall.h"
+#include "base/TalvorenInstall.h"
 #include "platform/Platform.h"
 
 #include <QDateTime>

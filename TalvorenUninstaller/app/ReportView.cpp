@@ -1,6 +1,6 @@
-#include "platform/ReportView.h"
+#include "app/ReportView.h"
 
-#include "platform/ReportRows.h"
+#include "app/ReportRows.h"
 
 #include <QClipboard>
 #include <QContextMenuEvent>

@@ -1,4 +1,4 @@
-#include "platform/ReportRows.h"
+#include "app/ReportRows.h"
 
 #include <algorithm>
 

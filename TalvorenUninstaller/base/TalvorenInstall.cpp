@@ -1,5 +1,6 @@
-#include "manifest/TalvorenInstall.h"
+#include "base/TalvorenInstall.h"
 
+#include "base/Talvoren.h"
 #include "platform/Platform.h"
 
 const QString& TalvorenInstall::home() const {
@@ -28,16 +29,17 @@ const QString& TalvorenInstall::uninstallerLogPath() const {
 
 const QString& TalvorenInstall::preferencesPath() const {
   return preferences_.get(
-      [this] { return home() + QStringLiteral("/Library/Preferences/com.quvex.Talvoren.direct.plist"); });
+      [this] { return home() + QStringLiteral("/Library/Preferences/") + Talvoren::kAppIdentifier + QStringLiteral(".plist"); });
 }
 
 const QString& TalvorenInstall::cachePath() const {
-  return cache_.get([this] { return home() + QStringLiteral("/Library/Caches/com.quvex.Talvoren.direct"); });
+  return cache_.get([this] { return home() + QStringLiteral("/Library/Caches/") + Talvoren::kAppIdentifier; });
 }
 
 const QString& TalvorenInstall::savedStatePath() const {
   return savedState_.get([this] {
-    return home() + QStringLiteral("/Library/Saved Application State/com.quvex.Talvoren.direct.savedState");
+    return home() + QStringLiteral("/Library/Saved Application State/") + Talvoren::kAppIdentifier +
+           QStringLiteral(".savedState");
   });
 }
 

@@ -3,9 +3,9 @@
 #include <QString>
 
 // The fixed English texts that the window, the dialogs and the report lines
-// share. Built once with the controller and never changed; there is no
-// localisation. Other fixed words ("Keyboard helper", "OK") stay beside the
-// code that uses them.
+// share. Built once with the uninstaller and never changed; there is no
+// localisation. Other fixed words stay beside the code that uses them ("OK"),
+// or in Talvoren.h when more than one place needs them ("Keyboard helper").
 struct Text {
   QString title = QStringLiteral("Uninstall Talvoren");
   QString subtitle = QStringLiteral("Choose what you want to remove from this Mac.");

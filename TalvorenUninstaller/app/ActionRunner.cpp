@@ -1,0 +1,35 @@
+#include "app/ReportView.h"
+#include "app/UninstallerApp.h"
+
+#include <QTimer>
+
+namespace {
+
+// Long enough for the disabled buttons, the moving bar and the working text
+// to reach the screen before the plan occupies the main thread.
+constexpr int kPlanDelayMs = 100;
+
+}  // namespace
+
+void UninstallerApp::runAction(ActionPlan plan) {
+  setBusy(true);
+  statusView->setText(text.working);
+  // A precise timer never fires early, so the plan starts no sooner than the
+  // delay; `this` as context drops the plan if the controller goes first.
+  QTimer::singleShot(kPlanDelayMs, Qt::PreciseTimer, this, [this, plan = std::move(plan)] {
+    Report report = plan();
+    logReport(report);
+    // The status text and the dialog share the report's lines, never joined:
+    // a million lines would be hundreds of megabytes to copy.
+    statusView->setLines(report.lines);
+    setBusy(false);
+    desktop_.showCompletion(window.get(), report.hasFailure, text.doneTitle, report.lines, QStringLiteral("OK"));
+  });
+}
+
+void UninstallerApp::handle(const ActionDefinition& action) {
+  if (!confirm(text.*action.confirmTitle, text.*action.confirmMessage, text.*action.buttonTitle)) return;
+  runAction([this, &action] { return (this->*action.plan)(); });
+}
+
+void UninstallerApp::quit() { desktop_.terminateApplication(); }

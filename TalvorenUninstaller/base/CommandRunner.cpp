@@ -1,0 +1,5 @@
+#include "base/OperationContext.h"
+
+CommandResult OperationContext::runCommand(const QString& program, const QStringList& arguments) const {
+  return platform_.runProcess(program, arguments);
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "cleanup/CleanupOperations.h"
+#include "manifest/InstallManifest.h"
+
+#include <QSet>
+#include <QString>
+
+#include <vector>
+
+// The removal that the install manifest drives: which of its components an
+// action may move to the Trash, in which order, under which label, and the
+// one-line summary that opens every report. Moving goes through the cleanup
+// layer's trash().
+class ManifestOperations : public CleanupOperations {
+ public:
+  using CleanupOperations::CleanupOperations;
+
+  // Moves the components of `groups` that lie inside the app's own locations
+  // to the Trash, deepest first, then each fallback the manifest did not
+  // already handle.
+  void removeManifestComponents(const QSet<QString>& groups, const std::vector<ManifestFallback>& fallback,
+                                Report& report);
+  // Whether a normalised path lies inside the dictation app's own locations.
+  // Never looks at the file system.
+  bool isSafeManifestRemovalPath(const QString& normalisedPath) const;
+  // True when `a` is handled before `b`: deeper paths first, then by path.
+  bool manifestRemovalOrder(const ManifestComponent& a, const ManifestComponent& b) const;
+  QString manifestLabel(const ManifestComponent& component) const;
+  // A one-line description of the manifest, opening every action's report.
+  QString manifestSummary() const;
+
+ protected:
+  ~ManifestOperations() = default;
+};
