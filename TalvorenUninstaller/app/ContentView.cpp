@@ -15,6 +15,20 @@ namespace {
 
 constexpr int kIconSide = 64;
 
+// Where each action's button sits, in layout order: two rows of two. Its
+// title and what it does come from the action's row in kActions.
+struct ActionButton {
+  Action action;
+  void (UninstallerApp::*handler)();
+  QRect frame;
+};
+const ActionButton kActionButtons[] = {
+    {Action::ResetPermissions, &UninstallerApp::resetPermissionsOnly, frame(28, 300, 270, 34)},
+    {Action::RemoveModel, &UninstallerApp::removeModel, frame(322, 300, 270, 34)},
+    {Action::RemoveAppOnly, &UninstallerApp::removeAppOnly, frame(28, 252, 270, 34)},
+    {Action::FullUninstall, &UninstallerApp::fullUninstall, frame(322, 252, 270, 34)},
+};
+
 // A rounded panel in the control background colour with no visible border;
 // the note is a sibling drawn over it, not a child.
 class RoundedBox final : public QWidget {
@@ -95,17 +109,15 @@ QWidget* UninstallerApp::makeContentView() {
   makeLabel(root, "safetyNote", text.safetyNote, systemFont(13, QFont::Medium), QPalette::WindowText, true)
       ->setGeometry(frame(42, 364, 536, 28));
 
-  const auto addButton = [&](const QString& title, void (UninstallerApp::*action)(), QRect geometry) {
+  const auto addButton = [&](const QString& title, void (UninstallerApp::*handler)(), QRect geometry) {
     auto* button = new QPushButton(title, root);
     button->setAutoDefault(false);
     button->setGeometry(geometry);
-    connect(button, &QPushButton::clicked, this, action);
+    connect(button, &QPushButton::clicked, this, handler);
     buttons.push_back(button);
   };
-  addButton(text.resetButton, &UninstallerApp::resetPermissionsOnly, frame(28, 300, 270, 34));
-  addButton(text.removeModelButton, &UninstallerApp::removeModel, frame(322, 300, 270, 34));
-  addButton(text.removeAppButton, &UninstallerApp::removeAppOnly, frame(28, 252, 270, 34));
-  addButton(text.fullButton, &UninstallerApp::fullUninstall, frame(322, 252, 270, 34));
+  for (const ActionButton& button : kActionButtons)
+    addButton(text.*definitionOf(button.action).buttonTitle, button.handler, button.frame);
 
   // Indeterminate: Qt animates such a bar exactly while it is visible.
   progress->setParent(root);
