@@ -11,6 +11,7 @@ using Talvoren::kKeyboardHelperLabel;
 // whatever the earlier ones reported: each operation records its own outcome.
 Report startReport(const Uninstaller& uninstaller) {
   Report report;
+  report.onLine = uninstaller.reportListener;
   report.skipped(uninstaller.text.manifestLabel + QStringLiteral(": ") + uninstaller.manifestSummary());
   return report;
 }

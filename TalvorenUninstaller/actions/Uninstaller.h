@@ -2,6 +2,8 @@
 
 #include "manifest/ManifestOperations.h"
 
+#include <functional>
+
 struct ActionDefinition;
 
 // The uninstaller's work without any window: it owns the texts, the platform
@@ -12,6 +14,9 @@ struct ActionDefinition;
 class Uninstaller : public ManifestOperations {
  public:
   using ManifestOperations::ManifestOperations;
+
+  // Given to the report of every plan from now on; see Report::onLine.
+  std::function<void(const QString&)> reportListener;
 
   Report resetPermissionsPlan();
   Report removeAppOnlyPlan();
