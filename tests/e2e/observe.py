@@ -87,6 +87,11 @@ class Trash:
         found = [name for name, path in self.records(folder).items() if path == original]
         return folder + "/files/" + found[0] if found else None
 
+    def info_file(self, original):
+        """The info file that records the item that came from `original`."""
+        folder, name = self.stored_item(original).rsplit("/files/", 1)
+        return folder + "/info/" + name + ".trashinfo"
+
     def problems(self):
         """Incomplete info files, and the names that have an info file or an item but not both."""
         found = []

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """The uninstaller end to end, as a user meets it: the built program (TALVOREN_PROGRAM) under Xvfb, driven
-through its window inside the isolated root, as the user "tester". Each case is a JSON file in cases/ (their
+through its window inside the isolated root, as the user "tester", and the command talvoren-uninstall beside
+it, with no display, as tester or as root on tester's behalf. Each case is a JSON file in cases/ (their
 README gives the keys): an installation, then steps, each with everything that must follow from it."""
 import json
 import os
@@ -29,6 +30,11 @@ SHOWN = (r"Uninstaller shown bundle=%s version=\S+ frame=\(-?\d+\.\d+(, -?\d+\.\
 AS_TESTER = ["setpriv", "--reuid=2001", "--regid=2001", "--init-groups"]
 ENVIRONMENT = {"HOME": HOME, "USER": "tester", "LOGNAME": "tester", "PATH": "/usr/bin:/bin", "LANG": "C.UTF-8",
                "DISPLAY": DISPLAY, "QT_QPA_PLATFORM": "xcb", "XDG_RUNTIME_DIR": "/run/user/2001"}
+# The command line needs no display and is given none.
+CLI = os.path.join(os.path.dirname(PROGRAM), "talvoren-uninstall")
+CLI_ENVIRONMENT = {key: value for key, value in ENVIRONMENT.items() if key not in ("DISPLAY", "QT_QPA_PLATFORM")}
+ROOT_ENVIRONMENT = {**CLI_ENVIRONMENT, "HOME": "/root", "USER": "root", "LOGNAME": "root"}
+WINDOW_STEPS = ("action", "cancel", "quit")
 with open(os.path.join(HERE, "cases", "fragments.json"), encoding="utf-8") as source:
     FRAGMENTS = json.load(source)
 tester = None
@@ -61,6 +67,11 @@ def expand(value):
     return [item for part in parts for item in (part if isinstance(part, list) else [part])]
 
 
+def shown_report(report):
+    """A report as it is shown: with the line that names the log last."""
+    return report + ["[OK] Uninstall log saved: " + NAMES["uninstaller_log"]]
+
+
 def stop(process):
     process.kill()
     process.wait()
@@ -85,7 +96,8 @@ class Case(unittest.TestCase):
         app = NAMES["app"] + "/Contents/MacOS/Talvoren"
         self.fake_app = self.start_fake_app(app, install["app"]) if "app" in install else None
         self.others = [self.start_fake_app(path, ["quit"]) for path in install.get("others", [])]
-        self.window = self.start_uninstaller(install.get("environment", {}))
+        if any(step["do"] in WINDOW_STEPS for step in case["steps"]):
+            self.window = self.start_uninstaller(install.get("environment", {}))
         for step in case["steps"]:
             getattr(self, "step_" + step["do"])(step)
 
@@ -168,12 +180,49 @@ class Case(unittest.TestCase):
         self.assertEqual(snapshot(*ROOTS), before)
 
     def step_action(self, step):
-        report, moved = step["report"], step.get("moved", [])
         before, log_before = snapshot(*ROOTS), read_log(self.log)
         read_calls(clear=True)
         # On screen the report ends with the line that names the log.
-        status = "\n".join(report + ["[OK] Uninstall log saved: " + NAMES["uninstaller_log"]])
+        status = "\n".join(shown_report(step["report"]))
         self.assertEqual(self.window.run_action(step["button"], status), status, "status text")
+        self.assert_effects(step, before, log_before)
+
+    def step_command(self, step):
+        """talvoren-uninstall with `arguments`, as tester or `as` root, with no terminal. With a `report` it
+        must have run as the window's action does, with the same effects; without one it must have refused
+        with one line naming `refusal` and changed nothing."""
+        before, log_before = snapshot(*ROOTS), read_log(self.log)
+        read_calls(clear=True)
+        as_root = step.get("as") == "root"
+        done = subprocess.run([*([] if as_root else AS_TESTER), CLI, *step["arguments"]], cwd=HOME,
+                              env=ROOT_ENVIRONMENT if as_root else CLI_ENVIRONMENT, stdin=subprocess.DEVNULL,
+                              capture_output=True, text=True, timeout=60)
+        if "report" not in step:
+            self.assertEqual((done.returncode, done.stdout), (2, ""), done.stderr)
+            self.assertRegex(done.stderr, r"\Atalvoren-uninstall: [^\n]*%s[^\n]*\n\Z" % re.escape(step["refusal"]))
+            self.assertEqual(read_log(self.log), log_before, "a refusal must not log anything")
+            self.assertEqual(read_calls(), [])
+            self.assertEqual(snapshot(*ROOTS), before)
+            return
+        shown = shown_report(step["report"])
+        attention = any(line.startswith("[Needs attention] ") for line in shown)
+        self.assertEqual((done.returncode, done.stderr), (1 if attention else 0, ""), "exit status and diagnostics")
+        if "--json" in step["arguments"]:
+            self.assertEqual(done.stdout.count("\n"), 1, "one JSON object on one line")
+            action = [word for word in step["arguments"] if not word.startswith("-") and word != "tester"][0]
+            self.assertEqual(json.loads(done.stdout),
+                             {"action": action, "dryRun": False, "hasFailure": attention, "report": shown})
+        else:
+            self.assertEqual(done.stdout, "".join(line + "\n" for line in shown))
+        self.assert_effects(step, before, log_before)
+        # Acting for tester, root leaves everything it moved tester's.
+        for original in step.get("moved", []) if as_root else []:
+            for stored in (self.trash.stored_item(original), self.trash.info_file(original)):
+                self.assertEqual(os.lstat(stored).st_uid, tester.pw_uid, stored)
+
+    def assert_effects(self, step, before, log_before):
+        """What an action must leave behind, however it was started."""
+        report, moved = step["report"], step.get("moved", [])
         if self.log:
             self.assertEqual(report_block(new_log_lines(self.log, log_before)), report, "report block")
         self.assertEqual(read_calls(), step.get("calls", []))
