@@ -45,7 +45,7 @@ class CommandAndLogTest : public QObject {
 
   static CommandResult run(const QString& program, const QStringList& arguments = {}) {
     LinuxPlatform platform;
-    return Uninstaller(platform).runCommand(program, arguments);
+    return Uninstaller(platform).runCommand(program, arguments, CommandEffect::ChangesSystem);
   }
 
  private Q_SLOTS:

@@ -122,7 +122,7 @@ class LinuxTrashTest : public QObject {
     Report report;
     app.trash(path, "Item", report);
     QCOMPARE(report.lines, QStringList{"[Skipped] Item: not found"});
-    QVERIFY(!platform_.moveToTrash(path).moved);
+    QVERIFY(!platform_.moveToTrash(path, "item").moved);
     QCOMPARE(readAll(home_ + "/" + bystander + "/inner"), QByteArray("kept"));
     QCOMPARE(QDir(home_ + "/" + bystander).count(), 3u);
   }
@@ -195,7 +195,7 @@ class LinuxTrashTest : public QObject {
   void unusableHomeTrashSaysWhere() {
     makeFile(trash_, "a file where the Trash should be");
     makeFile(home_ + "/item");
-    const TrashOutcome outcome = platform_.moveToTrash(home_ + "/item");
+    const TrashOutcome outcome = platform_.moveToTrash(home_ + "/item", "item");
     QVERIFY(!outcome.moved);
     QVERIFY2(QRegularExpression("^No usable trash folder at " + QRegularExpression::escape(trash_) + ": \\S")
                  .match(outcome.error)
@@ -230,7 +230,7 @@ class LinuxTrashTest : public QObject {
     Report report;
     app.trash(item, "Talvoren app", report);
     // The script runner is missing here, so its launch error is the detail.
-    const QString detail = platform_.runProcess("/usr/bin/osascript", {"-e", QString()}).output.trimmed();
+    const QString detail = platform_.runProcess("/usr/bin/osascript", {"-e", QString()}, CommandEffect::ChangesSystem).output.trimmed();
     QVERIFY(!detail.isEmpty());
     QCOMPARE(report.lines, QStringList{"[Needs attention] Talvoren app: could not be moved to Trash (" + detail + ")"});
     QVERIFY(report.hasFailure);

@@ -60,7 +60,7 @@ Report Uninstaller::fullUninstallPlan() {
 
   // Asking the preferences system first lets it drop its cached copy; the
   // domain may well not exist, so its answer is of no interest.
-  runCommand(SystemProgram::kDefaults, {QStringLiteral("delete"), Talvoren::kAppIdentifier});
+  runCommand(SystemProgram::kDefaults, {QStringLiteral("delete"), Talvoren::kAppIdentifier}, CommandEffect::ChangesSystem);
   if (platform_.fileExists(install_.preferencesPath())) {
     trash(install_.preferencesPath(), text.preferencesLabel, report);
   } else {

@@ -1,5 +1,6 @@
 #include "base/OperationContext.h"
 
-CommandResult OperationContext::runCommand(const QString& program, const QStringList& arguments) const {
-  return platform_.runProcess(program, arguments);
+CommandResult OperationContext::runCommand(const QString& program, const QStringList& arguments,
+                                           CommandEffect effect) const {
+  return platform_.runProcess(program, arguments, effect);
 }

@@ -27,8 +27,10 @@ class OperationContext {
   const UninstallLog& log() const { return log_; }
 
   // Runs a program to its end; see Platform::runProcess. Every system program
-  // that an operation needs is started here and nowhere else.
-  CommandResult runCommand(const QString& program, const QStringList& arguments) const;
+  // that an operation needs is started here and nowhere else, and each call
+  // says whether it changes the system or only asks.
+  CommandResult runCommand(const QString& program, const QStringList& arguments,
+                           CommandEffect effect) const;
 
  protected:
   ~OperationContext() = default;

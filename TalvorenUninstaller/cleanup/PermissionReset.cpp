@@ -18,7 +18,8 @@ void CleanupOperations::resetPermissions(Report& report) {
   QStringList failures;
   for (const QString& identifier : kPermissionIdentifiers) {
     for (const QString& category : kPermissionCategories) {
-      const CommandResult result = runCommand(SystemProgram::kTccutil, {QStringLiteral("reset"), category, identifier});
+      const CommandResult result =
+          runCommand(SystemProgram::kTccutil, {QStringLiteral("reset"), category, identifier}, CommandEffect::ChangesSystem);
       if (result.status == 0) {
         ++succeeded;
         continue;
@@ -41,12 +42,14 @@ void CleanupOperations::resetPermissions(Report& report) {
 }
 
 void CleanupOperations::resetSetupCompletionMarker(Report& report) {
-  if (runCommand(SystemProgram::kDefaults, {QStringLiteral("read"), Talvoren::kAppIdentifier, kMarkerKey}).status != 0) {
+  if (runCommand(SystemProgram::kDefaults, {QStringLiteral("read"), Talvoren::kAppIdentifier, kMarkerKey},
+                 CommandEffect::OnlyAsks).status != 0) {
     report.skipped(QStringLiteral("First-run setup marker: ") + text.notFound);
     return;
   }
 
-  const CommandResult deletion = runCommand(SystemProgram::kDefaults, {QStringLiteral("delete"), Talvoren::kAppIdentifier, kMarkerKey});
+  const CommandResult deletion = runCommand(
+      SystemProgram::kDefaults, {QStringLiteral("delete"), Talvoren::kAppIdentifier, kMarkerKey}, CommandEffect::ChangesSystem);
   if (deletion.status == 0) {
     report.ok(QStringLiteral("First-run setup marker removed."));
     log_.write(QStringLiteral("Removed defaults key ") + Talvoren::kAppIdentifier + QLatin1Char(' ') + kMarkerKey);

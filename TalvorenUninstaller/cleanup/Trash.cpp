@@ -24,7 +24,7 @@ void CleanupOperations::trash(const QString& path, const QString& label, Report&
     return;
   }
 
-  const TrashOutcome moved = platform_.moveToTrash(path);
+  const TrashOutcome moved = platform_.moveToTrash(path, label);
   if (moved.moved) {
     report.ok(subject + text.movedToTrash);
     log_.write(subject + text.movedToTrash + QStringLiteral(" from ") + path);
@@ -35,7 +35,7 @@ void CleanupOperations::trash(const QString& path, const QString& label, Report&
   // The Finder keeps a Trash of its own and can sometimes move what the file
   // manager could not; it is asked exactly once.
   const QString script = kScriptPrefix + appleScriptStringBody(path) + QLatin1Char('"');
-  const CommandResult run = runCommand(SystemProgram::kOsascript, {QStringLiteral("-e"), script});
+  const CommandResult run = runCommand(SystemProgram::kOsascript, {QStringLiteral("-e"), script}, CommandEffect::ChangesSystem);
   // A zero status only says that the script ran, not that the item is gone.
   if (run.status == 0 && !platform_.fileExists(path)) {
     report.ok(subject + text.movedToTrash + QStringLiteral(" (") + text.fallbackTrash + QLatin1Char(')'));

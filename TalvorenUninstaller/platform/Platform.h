@@ -35,6 +35,8 @@ class RunningApplication {
   // Ends the instance without asking.
   virtual void forceTerminate() = 0;
   virtual bool isTerminated() = 0;
+  // The system's number for the instance, as it was when listed.
+  virtual qint64 processIdentifier() = 0;
 };
 
 // One keyboard input source. A property counts as set only when the system
@@ -44,6 +46,8 @@ class InputSource {
   virtual ~InputSource() = default;
   virtual bool isSelected() = 0;
   virtual bool isEnabled() = 0;
+  // The source's identifier, as the system names it.
+  virtual QString identifier() = 0;
 };
 
 // The most that readFile returns: a larger file counts as unreadable. It
@@ -53,6 +57,12 @@ inline constexpr qsizetype kReadFileLimit = qsizetype(256) << 20;
 // readFile leaves at least this many bytes of spare capacity after the data,
 // so that a parser reading in wide blocks can work on the buffer in place.
 inline constexpr qsizetype kReadFilePadding = 64;
+
+// What running a system program does: whether it changes something on the
+// system or only asks. The caller says which, where the call is made; a
+// platform that records changes instead of making them still runs a program
+// that only asks.
+enum class CommandEffect { ChangesSystem, OnlyAsks };
 
 using RunningApplicationList = std::vector<std::shared_ptr<RunningApplication>>;
 using InputSourceList = std::vector<std::shared_ptr<InputSource>>;
@@ -93,13 +103,16 @@ class Platform {
   virtual bool writeFile(const QString& path, const QByteArray& bytes) = 0;
   // Moves the item (a folder whole) into the user's Trash, where it can be
   // restored from: `moved` only once the item is there with complete
-  // restore information; otherwise it stays where it was.
-  virtual TrashOutcome moveToTrash(const QString& path) = 0;
+  // restore information; otherwise it stays where it was. `label` says what
+  // the item is, for a platform that describes its changes; the Trash itself
+  // does not keep it.
+  virtual TrashOutcome moveToTrash(const QString& path, const QString& label) = 0;
 
   // --- Processes and time -------------------------------------------------
   // Runs `program` (an absolute path, no shell, no search) with `arguments`
   // until it ends and its output is read to the end. Never throws.
-  virtual CommandResult runProcess(const QString& program, const QStringList& arguments) = 0;
+  virtual CommandResult runProcess(const QString& program, const QStringList& arguments,
+                                   CommandEffect effect) = 0;
   // Wall-clock time now, in UTC.
   virtual QDateTime currentTime() = 0;
   // Lets the event loop handle events for `seconds`, instead of sleeping, so

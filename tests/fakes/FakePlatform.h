@@ -38,6 +38,8 @@ class FakePlatform final : public Platform {
       terminated_ = terminated_ || !survivesForce;
     }
     bool isTerminated() override { return terminated_ = terminated_ || (quitAt_ && platform_.now >= *quitAt_); }
+    qint64 processIdentifier() override { return pid; }
+    qint64 pid = 0;
 
    private:
     FakePlatform& platform_;
@@ -50,6 +52,7 @@ class FakePlatform final : public Platform {
     Source(QString name, bool selected, bool enabled) : name(std::move(name)), selected(selected), enabled(enabled) {}
     bool isSelected() override { return selected; }
     bool isEnabled() override { return enabled; }
+    QString identifier() override { return name; }
     QString name;
     bool selected;
     bool enabled;
@@ -127,11 +130,11 @@ class FakePlatform final : public Platform {
     files[path] = bytes;
     return true;
   }
-  TrashOutcome moveToTrash(const QString& path) override {
+  TrashOutcome moveToTrash(const QString& path, const QString&) override {
     journal.append(QStringLiteral("trash ") + path);
     return trashHandler(path);
   }
-  CommandResult runProcess(const QString& program, const QStringList& arguments) override {
+  CommandResult runProcess(const QString& program, const QStringList& arguments, CommandEffect) override {
     journal.append(QStringLiteral("run ") + program + QLatin1Char(' ') + arguments.join(QLatin1Char(' ')));
     return commandHandler(program, arguments);
   }

@@ -18,9 +18,9 @@ class LinuxPlatform final : public Platform {
   std::optional<QByteArray> readFile(const QString& path) override;
   bool appendToFile(const QString& path, const QByteArray& bytes) override;
   bool writeFile(const QString& path, const QByteArray& bytes) override;
-  TrashOutcome moveToTrash(const QString& path) override;
+  TrashOutcome moveToTrash(const QString& path, const QString& label) override;
 
-  CommandResult runProcess(const QString& program, const QStringList& arguments) override;
+  CommandResult runProcess(const QString& program, const QStringList& arguments, CommandEffect effect) override;
   QDateTime currentTime() override;
   void runEventLoop(double seconds) override;
 

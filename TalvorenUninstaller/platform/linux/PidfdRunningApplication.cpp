@@ -22,7 +22,7 @@ int pidfdSendSignal(int descriptor, int signal) {
 std::unique_ptr<PidfdRunningApplication> PidfdRunningApplication::open(pid_t pid) {
   const int descriptor = pidfdOpen(pid);
   if (descriptor < 0) return nullptr;
-  return std::unique_ptr<PidfdRunningApplication>(new PidfdRunningApplication(descriptor));
+  return std::unique_ptr<PidfdRunningApplication>(new PidfdRunningApplication(descriptor, pid));
 }
 
 PidfdRunningApplication::~PidfdRunningApplication() { ::close(descriptor_); }

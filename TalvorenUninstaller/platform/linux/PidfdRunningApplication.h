@@ -24,10 +24,12 @@ class PidfdRunningApplication final : public RunningApplication {
   void forceTerminate() override;
   // True once the process has exited, whether or not its parent has reaped it.
   bool isTerminated() override;
+  qint64 processIdentifier() override { return pid_; }
 
  private:
-  explicit PidfdRunningApplication(int descriptor) : descriptor_(descriptor) {}
+  PidfdRunningApplication(int descriptor, pid_t pid) : descriptor_(descriptor), pid_(pid) {}
   void sendSignal(int signal);
 
   int descriptor_;
+  pid_t pid_;
 };

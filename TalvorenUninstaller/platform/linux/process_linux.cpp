@@ -39,7 +39,7 @@ QByteArray readToEndOfFile(int fd) {
 
 }  // namespace
 
-CommandResult LinuxPlatform::runProcess(const QString& program, const QStringList& arguments) {
+CommandResult LinuxPlatform::runProcess(const QString& program, const QStringList& arguments, CommandEffect) {
   // Both streams go into one pipe of our own, so they arrive in the order they
   // were written. QProcess would stop reading when the program exits; a child
   // it left running may still write, and the output ends only when the last

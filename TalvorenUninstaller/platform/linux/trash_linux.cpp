@@ -42,7 +42,7 @@ QByteArray LinuxPlatform::homeTrashPath() {
   return encodeNativePath(homeDirectory()).value_or(QByteArray()) + "/.local/share/Trash";
 }
 
-TrashOutcome LinuxPlatform::moveToTrash(const QString& path) {
+TrashOutcome LinuxPlatform::moveToTrash(const QString& path, const QString&) {
   const std::optional<QByteArray> native = encodeNativePath(path);
   if (!native || native->isEmpty()) return {false, errnoText(ENOENT)};
   const QByteArray item = absoluteNative(*native);
