@@ -1,5 +1,6 @@
 #include "cli/CommandLineRun.h"
 
+#include "actions/Preview.h"
 #include "platform/Account.h"
 
 #include <QJsonArray>
@@ -36,13 +37,66 @@ bool confirmed(const ActionDefinition& action, const Text& text, const Console& 
   return trimmed == QLatin1String("y") || trimmed == QLatin1String("yes");
 }
 
-QByteArray jsonReport(const ActionDefinition& action, const Report& report) {
+QJsonObject jsonReport(const ActionDefinition& action, const Report& report, bool dryRun) {
   QJsonObject object;
   object.insert(QStringLiteral("action"), QString(action.name));
-  object.insert(QStringLiteral("dryRun"), false);
+  object.insert(QStringLiteral("dryRun"), dryRun);
   object.insert(QStringLiteral("hasFailure"), report.hasFailure);
   object.insert(QStringLiteral("report"), QJsonArray::fromStringList(report.lines));
-  return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+  return object;
+}
+
+QByteArray jsonLine(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n'; }
+
+// A change as scripts read it; nothing for the plan's own log lines.
+std::optional<QJsonObject> jsonChange(const RecordedChange& change) {
+  using Kind = RecordedChange::Kind;
+  const auto object = [](const char* name, std::initializer_list<std::pair<QString, QJsonValue>> fields) {
+    QJsonObject made{{QStringLiteral("change"), QLatin1String(name)}};
+    for (const auto& [key, value] : fields) made.insert(key, value);
+    return made;
+  };
+  switch (change.kind) {
+    case Kind::Trash:
+      return object("trash", {{QStringLiteral("path"), change.path}, {QStringLiteral("label"), change.label}});
+    case Kind::Run:
+      return object("run", {{QStringLiteral("program"), change.program},
+                            {QStringLiteral("arguments"), QJsonArray::fromStringList(change.arguments)}});
+    case Kind::Quit:
+      return object("quit", {{QStringLiteral("pid"), change.pid}});
+    case Kind::ForceQuit:
+      return object("force-quit", {{QStringLiteral("pid"), change.pid}});
+    case Kind::SelectInputSource:
+      return object("select-input-source", {{QStringLiteral("id"), change.identifier}});
+    case Kind::DisableInputSource:
+      return object("disable-input-source", {{QStringLiteral("id"), change.identifier}});
+    case Kind::CreateFolders:
+    case Kind::AppendToFile:
+    case Kind::WriteFile:
+      break;
+  }
+  return std::nullopt;
+}
+
+// The preview: what would change, then the report the plan would return.
+int printPreview(const CommandLineRequest& request, Uninstaller& uninstaller, const Console& console) {
+  const ActionPreview preview = previewAction(uninstaller.platform(), *request.action);
+  if (request.json) {
+    QJsonObject object = jsonReport(*request.action, preview.report, /*dryRun=*/true);
+    QJsonArray changes;
+    for (const RecordedChange& change : preview.changes)
+      if (const std::optional<QJsonObject> made = jsonChange(change)) changes.append(*made);
+    object.insert(QStringLiteral("changes"), changes);
+    print(console.out, jsonLine(object));
+  } else {
+    print(console.err, previewAssumption() + QLatin1Char('\n'));
+    QString text;
+    for (const QString& line : changeLines(preview.changes)) text += line + QLatin1Char('\n');
+    text += QLatin1Char('\n');
+    for (const QString& line : preview.report.lines) text += line + QLatin1Char('\n');
+    print(console.out, text);
+  }
+  return preview.report.hasFailure ? kExitNeedsAttention : kExitDone;
 }
 
 }  // namespace
@@ -67,10 +121,8 @@ void printDiagnostic(const Console& console, const QString& message) {
 
 int runCommandLineAction(const CommandLineRequest& request, Uninstaller& uninstaller, const Console& console) {
   const ActionDefinition& action = *request.action;
-  if (request.dryRun) {
-    printDiagnostic(console, QStringLiteral("--dry-run is not available yet; nothing was done"));
-    return kExitNothingDone;
-  }
+  // A preview changes nothing, so there is nothing to confirm.
+  if (request.dryRun) return printPreview(request, uninstaller, console);
   if (!request.yes && !console.inputIsTerminal) {
     printDiagnostic(console, QStringLiteral("no terminal to confirm at: give --yes to run ") + QString(action.name) +
                                  QStringLiteral(" without asking"));
@@ -86,6 +138,6 @@ int runCommandLineAction(const CommandLineRequest& request, Uninstaller& uninsta
   if (!request.json) uninstaller.reportListener = [&console](const QString& line) { print(console.out, line + '\n'); };
   const Report report = uninstaller.run(action);
   uninstaller.reportListener = nullptr;
-  if (request.json) print(console.out, jsonReport(action, report));
+  if (request.json) print(console.out, jsonLine(jsonReport(action, report, /*dryRun=*/false)));
   return report.hasFailure ? kExitNeedsAttention : kExitDone;
 }

@@ -30,6 +30,11 @@ class ManifestOperations : public CleanupOperations {
   // A one-line description of the manifest, opening every action's report.
   QString manifestSummary() const;
 
+  // How a report line says that a component stays where it is: after its
+  // label, one of these, then its path and ")".
+  static inline const QString kLeftExternal = QStringLiteral(": external Homebrew component left untouched (");
+  static inline const QString kOutsideScope = QStringLiteral(": outside Talvoren uninstall scope (");
+
  protected:
   ~ManifestOperations() = default;
 };

@@ -132,7 +132,7 @@ void ManifestOperations::removeManifestComponents(const QSet<QString>& groups,
     const QString& label = entry.label;
     switch (entry.handling) {
       case Handling::LeaveExternal:
-        report.skipped(label + QStringLiteral(": external Homebrew component left untouched (") + path.path +
+        report.skipped(label + kLeftExternal + path.path +
                        QLatin1Char(')'));
         break;
       case Handling::ReportRuntime:
@@ -144,7 +144,7 @@ void ManifestOperations::removeManifestComponents(const QSet<QString>& groups,
         if (isSafeKey(path.key, safe)) {
           trash(path.path, label, report);
         } else {
-          report.skipped(label + QStringLiteral(": outside Talvoren uninstall scope (") + path.path +
+          report.skipped(label + kOutsideScope + path.path +
                          QLatin1Char(')'));
         }
         break;

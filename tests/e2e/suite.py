@@ -35,6 +35,10 @@ CLI = os.path.join(os.path.dirname(PROGRAM), "talvoren-uninstall")
 CLI_ENVIRONMENT = {key: value for key, value in ENVIRONMENT.items() if key not in ("DISPLAY", "QT_QPA_PLATFORM")}
 ROOT_ENVIRONMENT = {**CLI_ENVIRONMENT, "HOME": "/root", "USER": "root", "LOGNAME": "root"}
 WINDOW_STEPS = ("action", "cancel", "quit")
+# Where a preview cannot know what a system program does, the real run differs from it in these lines: deleting
+# the preferences domain removes the preferences file, and with it the first-run marker.
+PREVIEW_EXCEPTIONS = {("[OK] Preferences: moved to Trash", "[OK] Preferences removed."),
+                      ("[OK] First-run setup marker removed.", "[Skipped] First-run setup marker: not found")}
 with open(os.path.join(HERE, "cases", "fragments.json"), encoding="utf-8") as source:
     FRAGMENTS = json.load(source)
 tester = None
@@ -67,6 +71,18 @@ def expand(value):
     return [item for part in parts for item in (part if isinstance(part, list) else [part])]
 
 
+def change_line(change):
+    """A change of a JSON preview in the text form's words."""
+    kind = change["change"]
+    if kind == "trash":
+        return "trash: %s (%s)" % (change["path"], change["label"])
+    if kind == "run":
+        return "run: " + " ".join([change["program"], *change["arguments"]])
+    if kind in ("quit", "force-quit"):
+        return "%s: pid %d" % (kind, change["pid"])
+    return "%s: %s" % (kind, change["id"])
+
+
 def shown_report(report):
     """A report as it is shown: with the line that names the log last."""
     return report + ["[OK] Uninstall log saved: " + NAMES["uninstaller_log"]]
@@ -91,6 +107,7 @@ class Case(unittest.TestCase):
         install = case.get("install", {})
         self.install(install)
         self.trash, self.trashed = Trash(HOME, install.get("volumes", {}), as_tester), []
+        self.preview = None
         # A log that is no ordinary file, or cannot grow, is never read.
         self.log = None if "log" in install else NAMES["uninstaller_log"]
         app = NAMES["app"] + "/Contents/MacOS/Talvoren"
@@ -220,9 +237,51 @@ class Case(unittest.TestCase):
             for stored in (self.trash.stored_item(original), self.trash.info_file(original)):
                 self.assertEqual(os.lstat(stored).st_uid, tester.pw_uid, stored)
 
+    def step_preview(self, step):
+        """talvoren-uninstall --dry-run `action`, in text and in JSON: the two say the same, and nothing changes
+        (the installation byte for byte, the log, the app running); only the marker's `defaults read` runs.
+        The next run of the action is compared with this preview."""
+        before, log_before = snapshot(*ROOTS), read_log(self.log)
+        running = self.fake_app is not None and self.fake_app.poll() is None
+        read_calls(clear=True)
+        runs = [subprocess.run([*AS_TESTER, CLI, "--dry-run", *mode, step["action"]], cwd=HOME, env=CLI_ENVIRONMENT,
+                               stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60)
+                for mode in ([], ["--json"])]
+        preview = json.loads(runs[1].stdout)
+        self.assertEqual((preview["action"], preview["dryRun"]), (step["action"], True))
+        self.assertEqual(runs[0].stdout, "".join(change_line(change) + "\n" for change in preview["changes"]) + "\n" +
+                         "".join(line + "\n" for line in preview["report"]))
+        self.assertRegex(runs[0].stderr, r"\AThis preview assumes [^\n]*\n\Z")
+        self.assertEqual(runs[1].stderr, "")
+        attention = any(line.startswith("[Needs attention] ") for line in preview["report"])
+        self.assertEqual([run.returncode for run in runs], [1 if attention else 0] * 2)
+        self.assertEqual(preview["hasFailure"], attention)
+        self.assertEqual(snapshot(*ROOTS), before, "a preview must change nothing")
+        self.assertEqual(read_log(self.log), log_before, "a preview must not log anything")
+        self.assertEqual([call for call in read_calls() if call[:2] != ["defaults", "read"]], [])
+        if running:
+            self.assertIsNone(self.fake_app.poll(), "a preview must not stop the app")
+        self.preview = preview
+
+    def assert_as_previewed(self, report, logged):
+        """The run that follows a preview: the same report but for the known exceptions, and exactly the
+        previewed items moved, in the same order."""
+        preview, self.preview = self.preview, None
+        self.assertEqual(len(preview["report"]), len(report), "the preview's report has other lines")
+        trashed = [change["path"] for change in preview["changes"] if change["change"] == "trash"]
+        for predicted, real in zip(preview["report"], report):
+            if predicted != real:
+                self.assertIn((predicted, real), PREVIEW_EXCEPTIONS)
+            if predicted.startswith("[OK] Preferences: moved"):
+                trashed.remove(NAMES["preferences"])
+        moved = [line.split(" moved to Trash from ", 1)[1] for line in logged if " moved to Trash from " in line]
+        self.assertEqual(trashed, moved, "the preview's moves against the log's")
+
     def assert_effects(self, step, before, log_before):
         """What an action must leave behind, however it was started."""
         report, moved = step["report"], step.get("moved", [])
+        if self.preview:
+            self.assert_as_previewed(report, new_log_lines(self.log, log_before))
         if self.log:
             self.assertEqual(report_block(new_log_lines(self.log, log_before)), report, "report block")
         self.assertEqual(read_calls(), step.get("calls", []))
