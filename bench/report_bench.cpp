@@ -5,7 +5,7 @@
 //   report_bench [SIZE...]   SIZE: a number of lines, or "1MB" for one line of
 //                            a megabyte (default: 20 100000 1000000 1MB)
 #include "app/UninstallerApp.h"
-#include "app/ReportView.h"
+#include "widgets/ReportView.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/LinuxPlatform.h"
 

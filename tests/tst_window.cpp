@@ -7,8 +7,8 @@
 #include "app/WindowPlacement.h"
 #include "fakes/FakeDesktop.h"
 #include "platform/linux/DesktopCoordinates.h"
-#include "app/ReportRows.h"
-#include "app/ReportView.h"
+#include "widgets/ReportRows.h"
+#include "widgets/ReportView.h"
 #include "support/Tables.h"
 
 #include <QJsonArray>

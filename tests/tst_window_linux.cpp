@@ -2,7 +2,7 @@
 // conversion between Qt's screen coordinates and the desktop's, reports of
 // any size, and how the program ends.
 #include "app/UninstallerApp.h"
-#include "app/ReportView.h"
+#include "widgets/ReportView.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/LinuxPlatform.h"
 

@@ -1,4 +1,4 @@
-#include "app/ReportView.h"
+#include "widgets/ReportView.h"
 #include "app/UninstallerApp.h"
 
 #include <QTimer>

@@ -1,6 +1,6 @@
 #include "app/ContentLayout.h"
 #include "app/UninstallerApp.h"
-#include "app/ReportView.h"
+#include "widgets/ReportView.h"
 
 #include <QFontDatabase>
 #include <QLabel>

@@ -1,6 +1,6 @@
 #include "app/UninstallerApp.h"
 
-#include "app/ReportView.h"
+#include "widgets/ReportView.h"
 
 #include <QProgressBar>
 

@@ -1,6 +1,6 @@
 #include "platform/linux/LinuxDesktop.h"
 
-#include "app/ReportView.h"
+#include "widgets/ReportView.h"
 
 #include <QGridLayout>
 #include <QGuiApplication>

@@ -1,4 +1,4 @@
-#include "app/ReportRows.h"
+#include "widgets/ReportRows.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "app/ReportView.h"
+#include "widgets/ReportView.h"
 
-#include "app/ReportRows.h"
+#include "widgets/ReportRows.h"
 
 #include <QClipboard>
 #include <QContextMenuEvent>
