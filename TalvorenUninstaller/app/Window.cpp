@@ -1,6 +1,6 @@
 #include "app/ContentLayout.h"
 #include "app/FrameText.h"
-#include "app/MainWindow.h"
+#include "widgets/MainWindow.h"
 #include "app/UninstallerApp.h"
 #include "app/WindowPlacement.h"
 #include "base/Talvoren.h"

@@ -1,4 +1,4 @@
-#include "app/MainWindow.h"
+#include "widgets/MainWindow.h"
 
 #include <QCloseEvent>
 
