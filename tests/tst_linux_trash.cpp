@@ -56,10 +56,10 @@ QByteArray runTool(const QString& tool, const QStringList& arguments = {}, const
 }
 
 // A tmpfs of its own at `where`, or a view of the folder on the same device.
-bool mountAt(const QString& where, bool sameDevice = false) {
+bool mountAt(const QString& where, bool sameDevice = false, const char* options = "mode=0755") {
   const QByteArray path = QFile::encodeName(where);
   return QDir().mkpath(where) && (sameDevice ? ::mount(path.constData(), path.constData(), nullptr, MS_BIND, nullptr)
-                                             : ::mount("tmpfs", path.constData(), "tmpfs", 0, "mode=0755")) == 0;
+                                             : ::mount("tmpfs", path.constData(), "tmpfs", 0, options)) == 0;
 }
 
 QByteArray nativeContents(const QByteArray& path) {
@@ -184,6 +184,38 @@ class LinuxTrashTest : public QObject {
       ::close(partner);
     }
     if (writes == 1) QCOMPARE(readAll(path), QByteArray("w"));
+  }
+
+  // An append that fails, because the file reached the size limit or its
+  // file system filled up in the middle of the line, raises no signal and
+  // leaves the file as it was, so the next append starts a line of its own.
+  void failedAppendLeavesTheFileAsItWas_data() {
+    QTest::addColumn<bool>("sizeLimit");
+    QTest::newRow("file-size limit") << true;
+    QTest::newRow("file system full") << false;
+  }
+  void failedAppendLeavesTheFileAsItWas() {
+    QFETCH(bool, sizeLimit);
+    const QString volume = home_ + "/small", log = volume + "/log";
+    const QByteArray filler = QFile::encodeName(volume + "/filler");
+    QVERIFY(mountAt(volume, false, "size=64k"));
+    makeFile(log, "before\n");
+    if (!sizeLimit) {
+      const int fd = ::open(filler.constData(), O_WRONLY | O_CREAT, 0600);
+      while (::write(fd, QByteArray(4096, 'f').constData(), 4096) > 0) {
+      }
+      ::close(fd);
+    }
+    rlimit saved{};
+    QVERIFY(::getrlimit(RLIMIT_FSIZE, &saved) == 0);
+    const rlimit limited{sizeLimit ? 10 : saved.rlim_cur, saved.rlim_max};
+    QVERIFY(::setrlimit(RLIMIT_FSIZE, &limited) == 0);
+    const bool appended = platform_.appendToFile(log, QByteArray(8192, 'x') + '\n');
+    QVERIFY(::setrlimit(RLIMIT_FSIZE, &saved) == 0 && ::unlink(filler.constData()) == (sizeLimit ? -1 : 0));
+    QVERIFY(!appended);
+    QVERIFY(platform_.appendToFile(log, "next\n"));
+    QCOMPARE(readAll(log), QByteArray("before\nnext\n"));
+    QVERIFY(::umount(QFile::encodeName(volume).constData()) == 0);
   }
 
   // A $HOME that is not UTF-8: the locations, the log and the trash are all
