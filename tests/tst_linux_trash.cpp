@@ -281,7 +281,11 @@ class LinuxTrashTest : public QObject {
     if (outcome.moved) {
       const QString trash = top + '/' + expand(row["trash"].toString());
       QVERIFY(QFileInfo::exists(trash + "/files/item"));
-      QVERIFY(readAll(trash + "/info/item.trashinfo").contains("\nPath=" + expand(row["recorded"].toString()).toUtf8() + '\n'));
+      const QByteArray info = readAll(trash + "/info/item.trashinfo");
+      QVERIFY(info.contains("\nPath=" + expand(row["recorded"].toString()).toUtf8() + '\n'));
+      // In local time, which here is 14 hours ahead of UTC.
+      const QDateTime deleted = QDateTime::fromString(info.mid(info.indexOf("DeletionDate=") + 13, 19), Qt::ISODate);
+      QVERIFY2(qAbs(deleted.secsTo(QDateTime::currentDateTime())) < 60, info.constData());
     }
     if (row["volume"].toBool()) QVERIFY(::umount(QFile::encodeName(top).constData()) == 0);
   }
@@ -416,6 +420,7 @@ int main(int argc, char** argv) {
   if (!root.isValid()) return 1;
   qputenv("HOME", QFile::encodeName(root.path() + "/home"));
   qputenv("XDG_DATA_HOME", QFile::encodeName(root.path() + "/home/data"));
+  qputenv("TZ", "Pacific/Kiritimati");
   QApplication application(argc, argv);
   LinuxTrashTest test;
   return QTest::qExec(&test, argc, argv);

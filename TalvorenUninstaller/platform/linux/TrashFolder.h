@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <sys/types.h>
+
 // One freedesktop.org trash folder ("files" and "info" side by side) and the
 // one way in which anything enters it: the home trash and the trash at the
 // top of another file system follow the same rules here.
@@ -40,16 +42,18 @@ class TrashFolder {
   TrashOutcome moveIn(const QByteArray& item, const QByteArray& recordedPath) const;
 
  private:
-  TrashFolder() = default;
+  explicit TrashFolder(uid_t user) : user_(user) {}
   // Opens the trash `name` in `parent` with its "files" and "info" folders;
   // false, with `problem` set, when one of them is not usable. `shown` is how
   // a problem names the trash (nothing: the trash itself is the subject).
   bool open(int parent, const QByteArray& name, const QByteArray& shown, QString& problem);
 
+  uid_t user_;
   UniqueFd files_;
   UniqueFd info_;
   // Where an information file is written before it gets its name.
   QByteArray draftPrefix_;
+  int utcOffset_ = 0;
   QString problem_;
 };
 

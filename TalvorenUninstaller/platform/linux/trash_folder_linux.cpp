@@ -9,6 +9,9 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <ctime>
+#include <optional>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,11 +23,6 @@ constexpr char kInfoSuffix[] = ".trashinfo";
 // that name and the suffix, must fit in a name too.
 constexpr qsizetype kLongestEntry = NAME_MAX - qsizetype(sizeof kInfoSuffix - 1);
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
-// A folder of this user's, or the administrator's shared trash, which
-// belongs to someone else and must instead be sticky, so that no user can
-// rename or remove another's entries in it.
-enum class Owner { User, Shared };
 
 // What was wrong with a folder, naming it as `shown` unless that is empty.
 QString refused(const QByteArray& shown, const char* reason) {
@@ -46,13 +44,16 @@ QString whyNotOpened(int parent, const QByteArray& name, const QByteArray& shown
 }
 
 // Opens the folder `name` in `parent`, never through a link, and checks the
-// open folder itself, so that what was checked is what gets used. A folder
-// of the user's is made (0700) when missing; a missing shared trash is no
+// open folder itself, so that what was checked is what gets used: one of the
+// user `owner`'s, made (0700) when missing, or without an owner the
+// administrator's shared trash, which must instead be sticky so that no user
+// can rename or remove another's entries in it. A missing shared trash is no
 // problem, just absent (invalid, with `problem` left empty).
-UniqueFd openFolder(int parent, const QByteArray& name, Owner owner, const QByteArray& shown, QString& problem) {
+UniqueFd openFolder(int parent, const QByteArray& name, std::optional<uid_t> owner, const QByteArray& shown,
+                    QString& problem) {
   UniqueFd folder(::openat(parent, name.constData(), kFolderFlags));
   if (!folder.isValid() && errno == ENOENT) {
-    if (owner == Owner::Shared) return {};
+    if (!owner) return {};
     if (::mkdirat(parent, name.constData(), 0700) != 0 && errno != EEXIST) {
       problem = failed(shown, errno);
       return {};
@@ -66,9 +67,9 @@ UniqueFd openFolder(int parent, const QByteArray& name, Owner owner, const QByte
   struct stat info {};
   if (::fstat(folder.get(), &info) != 0) {
     problem = failed(shown, errno);
-  } else if (owner == Owner::User && info.st_uid != ::getuid()) {
+  } else if (owner && info.st_uid != *owner) {
     problem = refused(shown, "owned by another user");
-  } else if (owner == Owner::Shared && (info.st_mode & S_ISVTX) == 0) {
+  } else if (!owner && (info.st_mode & S_ISVTX) == 0) {
     problem = refused(shown, "not sticky");
   }
   return problem.isEmpty() ? std::move(folder) : UniqueFd();
@@ -79,10 +80,12 @@ QByteArray joined(const QByteArray& folder, const QByteArray& name) {
 }
 
 // The original path as freedesktop.org tools read it back: the native bytes,
-// percent-encoded, so a name that is not UTF-8 restores to the same name.
-QByteArray trashInfo(const QByteArray& path) {
+// percent-encoded, so a name that is not UTF-8 restores to the same name. The
+// date is local time, `utcOffset` seconds ahead of UTC.
+QByteArray trashInfo(const QByteArray& path, int utcOffset) {
+  const QDateTime now = QDateTime::currentDateTimeUtc().addSecs(utcOffset);
   return "[Trash Info]\nPath=" + path.toPercentEncoding("/") + "\nDeletionDate=" +
-         QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")).toLatin1() + '\n';
+         now.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")).toLatin1() + '\n';
 }
 
 // Writes `contents` whole into a new file in `folder` whose name starts with
@@ -131,12 +134,13 @@ QByteArray entryName(const QByteArray& name, int attempt) {
 QString errnoText(int error) { return QString::fromLocal8Bit(std::strerror(error)); }
 
 TrashFolder TrashFolder::openHome(const QByteArray& trash) {
-  TrashFolder folder;
+  TrashFolder folder(::getuid());
   QString problem;
   const QByteArray parent = parentFolder(trash);
   // The folders above the trash are the user's own to lay out, links and all.
-  makeFolders(parent, 0700);
-  const UniqueFd above(::open(parent.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  UniqueFd above(::open(parent.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!above.isValid() && errno == ENOENT && makeFolders(parent, 0700))
+    above = UniqueFd(::open(parent.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!above.isValid()) problem = errnoText(errno);
   if (above.isValid()) folder.open(above.get(), trash.mid(trash.lastIndexOf('/') + 1), /*shown=*/{}, problem);
   if (!problem.isEmpty())
@@ -145,14 +149,14 @@ TrashFolder TrashFolder::openHome(const QByteArray& trash) {
 }
 
 TrashFolder TrashFolder::openTopDirectory(const QByteArray& top) {
-  TrashFolder folder;
-  const QByteArray uid = QByteArray::number(::getuid());
+  TrashFolder folder(::getuid());
+  const QByteArray uid = QByteArray::number(folder.user_);
   QStringList problems;
   const UniqueFd topFolder(::open(top.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!topFolder.isValid()) problems << errnoText(errno);
   QString problem;
   if (topFolder.isValid()) {
-    const UniqueFd shared = openFolder(topFolder.get(), ".Trash", Owner::Shared, ".Trash", problem);
+    const UniqueFd shared = openFolder(topFolder.get(), ".Trash", /*owner=*/std::nullopt, ".Trash", problem);
     if (shared.isValid() && folder.open(shared.get(), uid, ".Trash/" + uid, problem)) return folder;
     if (!problem.isEmpty()) problems << problem;
     problem.clear();
@@ -165,15 +169,20 @@ TrashFolder TrashFolder::openTopDirectory(const QByteArray& top) {
 }
 
 bool TrashFolder::open(int parent, const QByteArray& name, const QByteArray& shown, QString& problem) {
-  const UniqueFd trash = openFolder(parent, name, Owner::User, shown, problem);
+  const UniqueFd trash = openFolder(parent, name, user_, shown, problem);
   if (!trash.isValid()) return false;
-  files_ = openFolder(trash.get(), "files", Owner::User, joined(shown, "files"), problem);
-  if (files_.isValid()) info_ = openFolder(trash.get(), "info", Owner::User, joined(shown, "info"), problem);
+  files_ = openFolder(trash.get(), "files", user_, joined(shown, "files"), problem);
+  if (files_.isValid()) info_ = openFolder(trash.get(), "info", user_, joined(shown, "info"), problem);
   if (!info_.isValid()) {
     files_.reset();
     return false;
   }
+  // Decided once, like the folders: for each item only its information and
+  // the two renames reach the system.
   draftPrefix_ = '.' + QByteArray::number(::getpid()) + ".draft-";
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  utcOffset_ = ::localtime_r(&now, &local) != nullptr ? int(local.tm_gmtoff) : 0;
   return true;
 }
 
@@ -186,7 +195,7 @@ TrashOutcome TrashFolder::moveIn(const QByteArray& item, const QByteArray& recor
   const QByteArray name = item.mid(item.lastIndexOf('/') + 1);
   if (name.isEmpty()) return {false, errnoText(EINVAL)};
   QByteArray draft;
-  if (const int error = writeDraft(info_.get(), draftPrefix_, trashInfo(recordedPath), draft); error != 0)
+  if (const int error = writeDraft(info_.get(), draftPrefix_, trashInfo(recordedPath, utcOffset_), draft); error != 0)
     return {false, QStringLiteral("Cannot write trash information: ") + errnoText(error)};
   for (int attempt = 1;; ++attempt) {
     const QByteArray entry = entryName(name, attempt);
