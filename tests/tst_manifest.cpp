@@ -69,7 +69,7 @@ class ManifestTest : public QObject {
     QFETCH(QJsonObject, row);
     const QString path = row["path"].toString();
     FakePlatform platform;
-    platform.home = "/Users/Ren\u00e9";
+    platform.home = row["home"].toString("/Users/Ren\u00e9");
     Uninstaller app(platform);
     const QString normalised = normaliseManifestPath(path, platform.workingDirectory).path;
     QCOMPARE(app.isSafeManifestRemovalPath(path.isEmpty() || path.startsWith('/') ? normalised : path),

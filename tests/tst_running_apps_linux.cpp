@@ -20,11 +20,12 @@
 
 namespace {
 
-// A "Talvoren.app" bundle in a temporary folder and the processes started
-// from it; any still running are killed when the test ends.
+// A "Talvoren.app" bundle in a temporary folder, its Info.plist padded with
+// spaces to `plistSize` bytes, and the processes started from it; any still
+// running are killed when the test ends.
 class Fixtures {
  public:
-  Fixtures() {
+  explicit Fixtures(qsizetype plistSize = 0) {
     // Readable by all, so that a process started as another user can run.
     QFile::setPermissions(folder_.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
                                               QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
@@ -32,8 +33,9 @@ class Fixtures {
     QDir().mkpath(contents + QStringLiteral("/MacOS"));
     QFile plist(contents + QStringLiteral("/Info.plist"));
     if (!plist.open(QIODevice::WriteOnly)) return;
-    plist.write("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleIdentifier</key>"
-                "<string>com.quvex.Talvoren.direct</string></dict></plist>\n");
+    const QByteArray text = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleIdentifier</key>"
+                            "<string>com.quvex.Talvoren.direct</string></dict></plist>\n";
+    plist.write(text + QByteArray(std::max(plistSize - text.size(), qsizetype(0)), ' '));
     if (QFile::copy(QStringLiteral(FAKE_TALVOREN), contents + QStringLiteral("/MacOS/Talvoren")))
       app_ = contents + QStringLiteral("/MacOS/Talvoren");
   }
@@ -83,6 +85,17 @@ class RunningAppsLinuxTest : public QObject {
     const std::optional<QString> expected =
         row["identifier"].isNull() ? std::nullopt : std::optional(row["identifier"].toString());
     QCOMPARE(infoPlistString(bytesOf(row["contents"]), QStringLiteral("CFBundleIdentifier")), expected);
+  }
+
+  // Which processes are the app: one whose first thread has ended while
+  // another works on is; one whose Info.plist is over the read limit is not.
+  void whichProcessesAreTheApp_data() { addTableRows("info-plist", "running"); }
+  void whichProcessesAreTheApp() {
+    QFETCH(QJsonObject, row);
+    Fixtures fixtures(row["plistSize"].toInteger());
+    QVERIFY(fixtures.start(row["mode"].toString()));
+    LinuxPlatform platform;
+    QCOMPARE(qsizetype(platform.runningApplications("com.quvex.Talvoren.direct").size()), row["count"].toInteger());
   }
 
   // A zombie has exited; once reaped, signalling it is harmless, as for a

@@ -46,16 +46,47 @@ class GroupSet {
   std::vector<std::string> composed_;
 };
 
-// The app's own locations, composed once per call rather than per path.
-struct SafeLocations {
+// The app's own locations in one form, made once per call rather than per path.
+struct LocationKeys {
   QByteArray folders[4];  // the locations and everything inside them
   QByteArray items[2];    // exactly these paths, nothing below them
 };
 
+// The locations composed, as paths are compared, and as written, as they are
+// acted on.
+struct SafeLocations {
+  LocationKeys composed;
+  LocationKeys written;
+};
+
+// A path as written, in bytes that differ wherever the path does: UTF-8,
+// except that a lone surrogate (how a byte of a name that is not UTF-8 is
+// held) keeps a three-byte form of its own rather than the "?" that
+// toUtf8() makes of every one of them.
+QByteArray writtenKey(const QString& text) {
+  if (text.isValidUtf16()) return text.toUtf8();
+  QByteArray key;
+  for (qsizetype at = 0; at < text.size(); ++at) {
+    const char16_t unit = text.at(at).unicode();
+    const bool pair = QChar::isHighSurrogate(unit) && at + 1 < text.size() && text.at(at + 1).isLowSurrogate();
+    if (QChar::isSurrogate(unit) && !pair) {
+      key.append(char(0xE0 | (unit >> 12))).append(char(0x80 | ((unit >> 6) & 0x3F))).append(char(0x80 | (unit & 0x3F)));
+      continue;
+    }
+    key += text.mid(at, pair ? 2 : 1).toUtf8();
+    at += pair ? 1 : 0;
+  }
+  return key;
+}
+
+LocationKeys locationKeys(const TalvorenInstall& install, QByteArray (*keyOf)(const QString&)) {
+  return {{keyOf(install.appSupportPath()), keyOf(install.logsPath()), keyOf(install.cachePath()),
+           keyOf(install.savedStatePath())},
+          {keyOf(install.preferencesPath()), keyOf(install.inputMethodPath())}};
+}
+
 SafeLocations safeLocationsOf(const TalvorenInstall& install) {
-  return {{compositionKey(install.appSupportPath()), compositionKey(install.logsPath()),
-           compositionKey(install.cachePath()), compositionKey(install.savedStatePath())},
-          {compositionKey(install.preferencesPath()), compositionKey(install.inputMethodPath())}};
+  return {locationKeys(install, compositionKey), locationKeys(install, writtenKey)};
 }
 
 bool isInsideOrEqual(QByteArrayView key, QByteArrayView folder) {
@@ -78,12 +109,21 @@ bool isSystemApplicationBundle(QByteArrayView key) {
   return first == "Applications" && second.startsWith("Talvoren") && second.endsWith(".app");
 }
 
-bool isSafeKey(const QByteArray& key, const SafeLocations& safe) {
-  for (const QByteArray& folder : safe.folders)
+bool isInside(const QByteArray& key, const LocationKeys& locations) {
+  for (const QByteArray& folder : locations.folders)
     if (isInsideOrEqual(key, folder)) return true;
-  for (const QByteArray& item : safe.items)
+  for (const QByteArray& item : locations.items)
     if (key == item) return true;
   return isSystemApplicationBundle(key);
+}
+
+// Safe only when the path lies inside the app's locations both composed and
+// as written. Where two spellings that compose alike are two folders (as on
+// most file systems), the composed comparison alone would let a path into
+// another folder pass, such as one whose name has a KELVIN SIGN where the
+// home's has a K, or a combining accent where it has a composed one.
+bool isSafeKey(const QByteArray& key, const QString& written, const SafeLocations& safe) {
+  return isInside(key, safe.composed) && isInside(writtenKey(written), safe.written);
 }
 
 // Reads the manifest, keeping only the components of the requested groups
@@ -141,7 +181,7 @@ void ManifestOperations::removeManifestComponents(const QSet<QString>& groups,
         runtimeReported = true;
         break;
       case Handling::TrashIfSafe:
-        if (isSafeKey(path.key, safe)) {
+        if (isSafeKey(path.key, path.path, safe)) {
           trash(path.path, label, report);
         } else {
           report.skipped(label + kOutsideScope + path.path +
@@ -162,7 +202,7 @@ void ManifestOperations::removeManifestComponents(const QSet<QString>& groups,
 }
 
 bool ManifestOperations::isSafeManifestRemovalPath(const QString& normalisedPath) const {
-  return isSafeKey(compositionKey(normalisedPath), safeLocationsOf(install_));
+  return isSafeKey(compositionKey(normalisedPath), normalisedPath, safeLocationsOf(install_));
 }
 
 bool ManifestOperations::manifestRemovalOrder(const ManifestComponent& a, const ManifestComponent& b) const {

@@ -71,14 +71,16 @@ class Trash:
                    for folder in [self.home_folder, *self.folders.values()])
 
     def records(self, folder):
-        """{item name: original path, or None when the info file is incomplete}."""
+        """{item name: original path, or None when the info file is incomplete}. A volume's info files name
+        the path below its top."""
+        top = next((top + "/" for top, trash in self.folders.items() if trash == folder), "")
         found = {}
         for name in os.listdir(folder + "/info") if os.path.isdir(folder + "/info") else []:
             info = configparser.ConfigParser(interpolation=None)
             info.read(folder + "/info/" + name, encoding="utf-8")
             path = info.get("Trash Info", "Path", fallback=None)
             complete = path and info.has_option("Trash Info", "DeletionDate")
-            found[name[:-len(".trashinfo")]] = urllib.parse.unquote(path) if complete else None
+            found[name[:-len(".trashinfo")]] = top + urllib.parse.unquote(path) if complete else None
         return found
 
     def stored_item(self, original):

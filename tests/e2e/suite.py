@@ -25,8 +25,7 @@ PROGRAM, FAKE_APP = os.environ.get("TALVOREN_PROGRAM", ""), os.environ.get("TALV
 HOME = "/Users/tester"
 ROOTS = (HOME, "/Applications", "/opt/homebrew")
 NAMES = sandbox.locations(HOME)
-SHOWN = (r"Uninstaller shown bundle=%s version=\S+ frame=\(-?\d+\.\d+(, -?\d+\.\d+){3}\)"
-         % re.escape(os.path.dirname(PROGRAM)))
+SHOWN = r"Uninstaller shown bundle=%s version=\S+ frame=\(-?\d+\.\d+(, -?\d+\.\d+){3}\)"
 AS_TESTER = ["setpriv", "--reuid=2001", "--regid=2001", "--init-groups"]
 ENVIRONMENT = {"HOME": HOME, "USER": "tester", "LOGNAME": "tester", "PATH": "/usr/bin:/bin", "LANG": "C.UTF-8",
                "DISPLAY": DISPLAY, "QT_QPA_PLATFORM": "xcb", "XDG_RUNTIME_DIR": "/run/user/2001"}
@@ -114,7 +113,7 @@ class Case(unittest.TestCase):
         self.fake_app = self.start_fake_app(app, install["app"]) if "app" in install else None
         self.others = [self.start_fake_app(path, ["quit"]) for path in install.get("others", [])]
         if any(step["do"] in WINDOW_STEPS for step in case["steps"]):
-            self.window = self.start_uninstaller(install.get("environment", {}))
+            self.window = self.start_uninstaller(install.get("environment", {}), install.get("file_size_limit"))
         for step in case["steps"]:
             getattr(self, "step_" + step["do"])(step)
 
@@ -126,10 +125,11 @@ class Case(unittest.TestCase):
             self.addCleanup(subprocess.run, ["umount", "--lazy", HOME], check=True)
         sandbox.build(HOME, tester, FAKE_APP)
         sandbox.build_system_items(NAMES, FAKE_APP)
+        self.program = self.place_program(install.get("uninstaller"))
         if administrator:
             sandbox.chown_tree(NAMES["app"], tester)
         for path, contents in install.get("files", {}).items():
-            sandbox.write(path, contents)
+            sandbox.put(path, contents, FAKE_APP)
             sandbox.chown_tree("/".join(path.split("/")[:3]), tester)
         for path, target in install.get("links", {}).items():
             os.symlink(target, path)
@@ -153,6 +153,18 @@ class Case(unittest.TestCase):
             # Until no block is left: dd stops at the first write that finds none.
             subprocess.run(["dd", "if=/dev/zero", "of=%s/.filler" % HOME, "bs=64K"], capture_output=True)
 
+    @staticmethod
+    def place_program(path):
+        """The program, or a copy of it with its resources at `path` (inside the app, as an installer may put it)."""
+        if not path:
+            return PROGRAM
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        shutil.copy2(PROGRAM, path)
+        for name in os.listdir(os.path.dirname(PROGRAM)):
+            if name.endswith(".png"):
+                shutil.copy2(os.path.join(os.path.dirname(PROGRAM), name), os.path.dirname(path))
+        return path
+
     def mount_volume(self, top, shared_mode):
         """Moves what is at `top` onto a file system of its own, with a shared ".Trash" of that mode (or none)."""
         os.rename(top, top + "~")
@@ -174,10 +186,11 @@ class Case(unittest.TestCase):
         self.assertTrue(readable and app.stdout.readline() == "ready\n", "the fake app did not start")
         return app
 
-    def start_uninstaller(self, overrides):
+    def start_uninstaller(self, overrides, file_size_limit):
         log_before = read_log(self.log)
+        limit = ["prlimit", "--fsize=%d" % file_size_limit] if file_size_limit else []
         # Its output goes with the suite's, for CTest to show when a case fails.
-        process = subprocess.Popen([*AS_TESTER, PROGRAM], env={**ENVIRONMENT, **overrides}, cwd=HOME)
+        process = subprocess.Popen([*AS_TESTER, *limit, self.program], env={**ENVIRONMENT, **overrides}, cwd=HOME)
         self.addCleanup(stop, process)
         window = UninstallerWindow(process)
         if self.log:
@@ -186,7 +199,7 @@ class Case(unittest.TestCase):
                                "two \"Uninstaller shown\" lines")
             shown = [line.split("] ", 1)[1] for line in lines]
             self.assertEqual(shown[0], shown[1])
-            self.assertRegex(shown[0], "^%s$" % SHOWN)
+            self.assertRegex(shown[0], "^%s$" % (SHOWN % re.escape(os.path.dirname(self.program))))
         return window
 
     def step_cancel(self, step):

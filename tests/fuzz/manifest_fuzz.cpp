@@ -3,7 +3,9 @@
 // - a manifest that the strict decoding accepts but the summary does not
 //   count, or counts differently;
 // - a path whose normalised form changes when normalised again;
-// - a path judged safe in one Unicode composition and not in another;
+// - a path judged safe in one Unicode composition and not in another (the
+//   app's locations here are spelt in ASCII that no other character
+//   composes to, unlike a home with a K, say);
 // - a handling order that is not a strict weak ordering on the paths seen.
 // The paths are the decoded components' paths, or else the input's lines.
 #include "actions/Uninstaller.h"

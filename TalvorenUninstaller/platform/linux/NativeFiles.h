@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Platform.h"
+
 #include <QByteArray>
 
 #include <optional>
@@ -15,9 +17,10 @@
 // success `info`, when given, describes the file.
 int openRegularFile(const QByteArray& path, int flags, struct stat* info = nullptr);
 
-// The whole regular file, at most kReadFileLimit bytes, with kReadFilePadding
-// bytes of spare capacity after the data; nothing otherwise.
-std::optional<QByteArray> readRegularFile(const QByteArray& path);
+// The whole regular file, at most `limit` bytes, with kReadFilePadding bytes
+// of spare capacity after the data; nothing otherwise. No more than one byte
+// beyond the limit is ever read.
+std::optional<QByteArray> readRegularFile(const QByteArray& path, qsizetype limit = kReadFileLimit);
 
 // Writes all of `bytes` to `fd`; 0, or the errno of the failed write.
 int writeAll(int fd, const QByteArray& bytes);

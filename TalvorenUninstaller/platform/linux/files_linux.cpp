@@ -1,9 +1,13 @@
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/NativeFiles.h"
 #include "platform/linux/NativePath.h"
+#include "platform/linux/UniqueFd.h"
 
+#include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <fcntl.h>
+#include <pthread.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,6 +37,32 @@ bool writeToRegularFile(const QString& path, int flags, const QByteArray& bytes)
   const bool written = writeAll(fd, bytes) == 0;
   return ::close(fd) == 0 && written;
 }
+
+// SIGXFSZ held back on this thread for one scope, so that a write past the
+// file-size limit fails with EFBIG instead of ending the program. The signal
+// that write raised is taken off again before the old mask returns.
+class FileSizeSignalHeld {
+ public:
+  FileSizeSignalHeld() {
+    sigemptyset(&signal_);
+    sigaddset(&signal_, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signal_, &previous_);
+  }
+  ~FileSizeSignalHeld() {
+    // One that was held back before is the caller's, and stays pending.
+    const timespec now{};
+    if (!sigismember(&previous_, SIGXFSZ))
+      while (sigtimedwait(&signal_, nullptr, &now) == SIGXFSZ) {
+      }
+    pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
+  }
+  FileSizeSignalHeld(const FileSizeSignalHeld&) = delete;
+  FileSizeSignalHeld& operator=(const FileSizeSignalHeld&) = delete;
+
+ private:
+  sigset_t signal_;
+  sigset_t previous_;
+};
 
 }  // namespace
 
@@ -69,9 +99,20 @@ std::optional<QByteArray> LinuxPlatform::readFile(const QString& path) {
 }
 
 bool LinuxPlatform::appendToFile(const QString& path, const QByteArray& bytes) {
+  const std::optional<QByteArray> native = encodeNativePath(path);
+  if (!native) return false;
   // O_APPEND puts every write at the end atomically, so two uninstallers
   // logging at once never interleave inside a line.
-  return writeToRegularFile(path, O_APPEND, bytes);
+  struct stat before {};
+  UniqueFd file(openRegularFile(*native, O_WRONLY | O_CREAT | O_APPEND, &before));
+  if (!file.isValid()) return false;
+  const FileSizeSignalHeld held;
+  if (writeAll(file.get(), bytes) == 0) return file.close() == 0;
+  // A write that stopped part-way (the file system filled up, or the file
+  // reached the size limit) is undone, so that no fragment is left for the
+  // next append to be glued onto.
+  [[maybe_unused]] const int undone = ::ftruncate(file.get(), before.st_size);
+  return false;
 }
 
 bool LinuxPlatform::writeFile(const QString& path, const QByteArray& bytes) {

@@ -1,6 +1,6 @@
 #include "platform/linux/NativeFiles.h"
 
-#include "platform/Platform.h"
+#include "platform/linux/UniqueFd.h"
 
 #include <algorithm>
 #include <climits>
@@ -19,23 +19,23 @@ bool isFolder(const QByteArray& path) {
 
 // Reads to the end, never holding more than one byte beyond the limit: a file
 // that claims to be regular (as some under /proc do) may never end.
-std::optional<QByteArray> readToEnd(int fd, qsizetype expectedSize) {
+std::optional<QByteArray> readToEnd(int fd, qsizetype expectedSize, qsizetype limit) {
   QByteArray contents;
   qsizetype used = 0;
   // One byte beyond the expected size, so that the end is seen without a grow.
-  qsizetype room = std::min(expectedSize + 1, kReadFileLimit + 1);
+  qsizetype room = std::min(expectedSize + 1, limit + 1);
   for (;;) {
     if (used == contents.size()) {
       contents.reserve(room + kReadFilePadding);
       contents.resize(room);
-      room = std::min(std::max(room * 2, kFirstChunk), kReadFileLimit + 1);
+      room = std::min(std::max(room * 2, kFirstChunk), limit + 1);
     }
     const ssize_t got = ::read(fd, contents.data() + used, size_t(contents.size() - used));
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return std::nullopt;
     if (got == 0) break;
     used += got;
-    if (used > kReadFileLimit) return std::nullopt;
+    if (used > limit) return std::nullopt;
   }
   contents.resize(used);  // keeps the capacity, and with it the padding
   return contents;
@@ -62,14 +62,11 @@ int openRegularFile(const QByteArray& path, int flags, struct stat* info) {
   return -1;
 }
 
-std::optional<QByteArray> readRegularFile(const QByteArray& path) {
+std::optional<QByteArray> readRegularFile(const QByteArray& path, qsizetype limit) {
   struct stat info {};
-  const int fd = openRegularFile(path, O_RDONLY, &info);
-  if (fd < 0) return std::nullopt;
-  std::optional<QByteArray> contents;
-  if (info.st_size <= kReadFileLimit) contents = readToEnd(fd, qsizetype(info.st_size));
-  ::close(fd);
-  return contents;
+  const UniqueFd file(openRegularFile(path, O_RDONLY, &info));
+  if (!file.isValid() || info.st_size > limit) return std::nullopt;
+  return readToEnd(file.get(), qsizetype(info.st_size), limit);
 }
 
 int writeAll(int fd, const QByteArray& bytes) {

@@ -49,8 +49,17 @@ std::optional<uid_t> realUserId(pid_t pid) {
 }
 
 // Where the process's executable lies, as the system names it; empty for a
-// zombie or when the system does not tell.
-QByteArray executablePath(pid_t pid) { return linkTarget("/proc/" + QByteArray::number(pid) + "/exe"); }
+// zombie or when the system does not tell. A process whose first thread has
+// ended while others work on no longer tells through its own entry, so then
+// each of its threads is asked in turn.
+QByteArray executablePath(pid_t pid) {
+  const QByteArray process = "/proc/" + QByteArray::number(pid);
+  if (QByteArray path = linkTarget(process + "/exe"); !path.isEmpty()) return path;
+  const QStringList threads = QDir(QString::fromLatin1(process + "/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+  for (const QString& thread : threads)
+    if (QByteArray path = linkTarget(process + "/task/" + thread.toLatin1() + "/exe"); !path.isEmpty()) return path;
+  return {};
+}
 
 // The innermost folder around the executable that is an application bundle:
 // its name ends in ".app" and it holds Contents/Info.plist. Native bytes all
@@ -73,7 +82,8 @@ class BundleIdentifiers {
     const auto known = identifiers_.constFind(bundle);
     if (known != identifiers_.constEnd()) return *known;
     std::optional<QString> identifier;
-    if (const auto plist = readRegularFile(bundle + kInfoPlist)) identifier = infoPlistString(*plist, kBundleIdentifierKey);
+    if (const auto plist = readRegularFile(bundle + kInfoPlist, kInfoPlistLimit))
+      identifier = infoPlistString(*plist, kBundleIdentifierKey);
     identifiers_.insert(bundle, identifier);
     return identifier;
   }
@@ -86,9 +96,13 @@ class BundleIdentifiers {
 
 RunningApplicationList LinuxPlatform::runningApplications(const QString& bundleIdentifier) {
   const uid_t currentUser = ::getuid();
+  // The uninstaller may well run from inside the app's bundle, where an
+  // installer puts it; it is never among the instances to stop.
+  const pid_t self = ::getpid();
   BundleIdentifiers identifiers;
   RunningApplicationList instances;
   for (const pid_t pid : processIds()) {
+    if (pid == self) continue;
     // The handle comes first: while the process it names has not exited, its
     // id cannot be given to another, so what /proc tells below is about it.
     std::unique_ptr<PidfdRunningApplication> process = PidfdRunningApplication::open(pid);

@@ -5,7 +5,6 @@
 #include "platform/linux/TrashFolder.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,16 +20,6 @@ QByteArray topDirectoryOf(QByteArray folder, dev_t device) {
     folder = parent;
   }
   return folder;
-}
-
-// The shared ".Trash" counts only when it is a real, sticky folder: anything
-// else could be a trap laid by another user.
-std::optional<TrashFolder> sharedTrash(const QByteArray& top, const QByteArray& uid) {
-  const QByteArray shared = (top == "/" ? QByteArray() : top) + "/.Trash";
-  struct stat info {};
-  if (::lstat(shared.constData(), &info) != 0 || !S_ISDIR(info.st_mode) || (info.st_mode & S_ISVTX) == 0)
-    return std::nullopt;
-  return prepareTrashFolder(shared + '/' + uid);
 }
 
 }  // namespace
@@ -49,11 +38,9 @@ TrashOutcome moveToTopDirectoryTrash(const QByteArray& path) {
   if (::stat(parent.constData(), &parentInfo) != 0) return {false, errnoText(errno)};
   const QByteArray top = topDirectoryOf(parent, parentInfo.st_dev);
 
-  const QByteArray uid = QByteArray::number(::getuid());
-  std::optional<TrashFolder> trash = sharedTrash(top, uid);
-  if (!trash) trash = prepareTrashFolder((top == "/" ? QByteArray() : top) + "/.Trash-" + uid);
-  if (!trash)
-    return {false, QStringLiteral("No usable trash folder on the volume at ") + decodeNativePath(top) +
-                       QStringLiteral(": ") + errnoText(errno)};
-  return moveIntoTrashFolder(*trash, path);
+  // The information names the item below the top folder, so that it still
+  // restores when the volume is mounted somewhere else.
+  const QByteArray real = (parent == "/" ? QByteArray() : parent) + path.mid(path.lastIndexOf('/'));
+  const QByteArray belowTop = real.mid(top == "/" ? 1 : top.size() + 1);
+  return TrashFolder::openTopDirectory(top).moveIn(path, belowTop);
 }

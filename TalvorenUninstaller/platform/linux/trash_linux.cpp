@@ -57,10 +57,5 @@ TrashOutcome LinuxPlatform::moveToTrash(const QString& path, const QString&) {
   const QByteArray trashPath = homeTrashPath();
   if (deviceOf(parentFolder(item)) != deviceOf(trashPath))
     return moveToTopDirectoryTrash(item);
-  std::optional<TrashFolder> trash;
-  if (makeFolders(parentFolder(trashPath), 0700)) trash = prepareTrashFolder(trashPath);
-  if (!trash)
-    return {false, QStringLiteral("No usable trash folder at ") + decodeNativePath(trashPath) + QStringLiteral(": ") +
-                       errnoText(errno)};
-  return moveIntoTrashFolder(*trash, item);
+  return TrashFolder::openHome(trashPath).moveIn(item, item);
 }
