@@ -2,23 +2,30 @@
 
 #include <algorithm>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 bool isBlank(QChar c) { return c == QLatin1Char(' ') || c == QLatin1Char('\t'); }
 
 // Whether `line` holds a character below U+0020, a tab or a line feed among
-// them. Every line of a report passes through here, so it tests blocks of
-// characters at a time, which the compiler turns into vector instructions.
+// them. Every character of a report passes through here, so on x86-64 it
+// tests eight at a time: those below U+0020 are the ones with no bit set
+// above the lowest five.
 bool hasControlCharacter(QStringView line) {
-  constexpr qsizetype kBlock = 16;
   const char16_t* text = line.utf16();
   const qsizetype size = line.size();
   qsizetype i = 0;
-  for (; i + kBlock <= size; i += kBlock) {
-    char16_t lowest = 0xffff;
-    for (qsizetype j = 0; j < kBlock; ++j) lowest = text[i + j] < lowest ? text[i + j] : lowest;
-    if (lowest < 0x20) return true;
+#if defined(__SSE2__)
+  const __m128i high = _mm_set1_epi16(short(0xffe0));
+  const __m128i zero = _mm_setzero_si128();
+  for (; i + 8 <= size; i += 8) {
+    const __m128i chars = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(chars, high), zero))) return true;
   }
+#endif
   for (; i < size; ++i)
     if (text[i] < 0x20) return true;
   return false;
