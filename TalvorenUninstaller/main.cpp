@@ -17,6 +17,9 @@ int main(int argc, char* argv[]) {
 
   // Lives for the whole run: every action and dialog reaches back to it.
   UninstallerApp controller(platform, desktop);
+  // The window's title names the program too, so that a dialog on no window
+  // carries it and a window manager never shows the executable's name.
+  QApplication::setApplicationDisplayName(controller.text.title);
   controller.show();
   // Once the event loop runs, the window has its decorations and is shown
   // again, so the second placement uses the real frame.

@@ -2,11 +2,15 @@
 // each part takes: the status text alone, the completion dialog alone, and the
 // whole runner from the plan's return (logging every line included) until
 // both are on screen and painted; also the dialog's size against the screen.
+// Then the part of both views that grows with the report, counting the rows
+// of every line, beside a peer on the same lines: Qt's search for a line feed
+// in each, the least that finding the lines that break takes.
 //   report_bench [SIZE...]   SIZE: a number of lines, or "1MB" for one line of
 //                            a megabyte (default: 20 100000 1000000 1MB)
 #include "app/UninstallerApp.h"
-#include "widgets/ReportView.h"
 #include "platform/linux/LinuxDesktop.h"
+#include "widgets/ReportRows.h"
+#include "widgets/ReportView.h"
 #include "platform/linux/LinuxPlatform.h"
 
 #include <QApplication>
@@ -72,6 +76,30 @@ void show(const QString& name, UninstallerApp& app, const QStringList& lines) {
   std::fflush(stdout);
 }
 
+// The columns of the status text, where the bench's lines wrap once.
+constexpr qsizetype kColumns = 76;
+
+template <typename Count>
+qint64 timeCount(const QStringList& lines, Count count, qsizetype& total) {
+  QElapsedTimer timer;
+  timer.start();
+  total = 0;
+  for (const QString& line : lines) total += count(line);
+  return timer.elapsed();
+}
+
+void countRowsFigures(const QString& name, const QStringList& lines) {
+  qsizetype rows = 0, feeds = 0;
+  const qint64 countMs = timeCount(lines, [](const QString& line) { return countRows(line, kColumns); }, rows);
+  const qint64 feedMs =
+      timeCount(lines, [](const QString& line) { return qsizetype(line.contains(QLatin1Char('\n'))); }, feeds);
+  std::printf("%-16s counting %lld rows at %lld columns %6lld ms  peer: a line feed search %6lld ms "
+              "(%lld found)\n",
+              qPrintable(name), static_cast<long long>(rows), static_cast<long long>(kColumns),
+              static_cast<long long>(countMs), static_cast<long long>(feedMs), static_cast<long long>(feeds));
+  std::fflush(stdout);
+}
+
 QStringList report(const QString& size) {
   if (size == QStringLiteral("1MB")) return {QStringLiteral("[OK] ") + QString(1 << 20, QLatin1Char('x'))};
   QStringList lines;
@@ -98,8 +126,11 @@ int main(int argc, char** argv) {
   app.show();
   QStringList sizes = QCoreApplication::arguments().mid(1);
   if (sizes.isEmpty()) sizes = {"20", "100000", "1000000", "1MB"};
-  for (const QString& size : sizes)
-    show(size == QStringLiteral("1MB") ? QStringLiteral("one 1 MB line") : size + QStringLiteral(" lines"), app,
-         report(size));
+  for (const QString& size : sizes) {
+    const QString name = size == QStringLiteral("1MB") ? QStringLiteral("one 1 MB line") : size + QStringLiteral(" lines");
+    const QStringList lines = report(size);
+    show(name, app, lines);
+    countRowsFigures(name, lines);
+  }
   return 0;
 }

@@ -16,6 +16,7 @@
 #include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollBar>
 
 namespace {
 
@@ -240,6 +241,75 @@ class WindowTest : public QObject {
       return false;
     };
     QCOMPARE(QList<bool>({highlighted(0), highlighted(1), highlighted(2)}), QList<bool>({true, true, false}));
+  }
+
+  // Selecting as in any read-only text. Each step is a key ("key Shift+End")
+  // or a press at a row and column from the view's top: "click", "shift"
+  // (with Shift), "double" and "triple" (clicks).
+  void selecting_data() { addTableRows("window", "selecting"); }
+  void selecting() {
+    QFETCH(QJsonObject, row);
+    ReportView view;
+    view.setLines(stringsOf(row["lines"]));
+    const int rowHeight = view.fontMetrics().lineSpacing();
+    view.resize(400, 2 * view.frameWidth() + 8 + row["rows"].toInt(5) * rowHeight);
+    view.show();
+    const qreal cell = QFontMetricsF(view.font()).horizontalAdvance('x');
+    QWidget* area = view.viewport();
+    for (const QString& step : stringsOf(row["steps"])) {
+      const QStringList words = step.split(' ');
+      if (words[0] == "key") {
+        QTest::keySequence(&view, QKeySequence(words[1]));
+        continue;
+      }
+      const QPoint at(4 + qRound((words[2].toInt() + 0.25) * cell), 4 + words[1].toInt() * rowHeight + rowHeight / 2);
+      if (words[0] == "click" || words[0] == "shift")
+        QTest::mouseClick(area, Qt::LeftButton, words[0] == "shift" ? Qt::ShiftModifier : Qt::NoModifier, at);
+      if (words[0] == "double" || words[0] == "triple") {
+        QTest::mouseDClick(area, Qt::LeftButton, {}, at);
+        QTest::mouseRelease(area, Qt::LeftButton, {}, at);
+      }
+      if (words[0] == "triple") QTest::mouseClick(area, Qt::LeftButton, {}, at);
+    }
+    QCOMPARE(view.selectedText(), row["selected"].toString());
+  }
+
+  // Tab reaches the view, and the caret there shows that it has the keys.
+  void tabShowsTheCaret() {
+    QApplication::setCursorFlashTime(0);  // a caret that stays, for the picture
+    QWidget window;
+    auto* button = new QPushButton("before", &window);
+    auto* view = new ReportView(&window);
+    view->setLines({"report"});
+    view->setGeometry(0, 40, 200, 60);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    button->setFocus();
+    const QImage unfocused = view->grab().toImage();
+    QTest::keyClick(button, Qt::Key_Tab);
+    QVERIFY(view->hasFocus());
+    QVERIFY(view->grab().toImage() != unfocused);
+  }
+
+  // Held past the bottom edge, the button scrolls on with no further move,
+  // selecting what comes into sight, until it is let go.
+  void dragPastTheEdgeScrollsOn() {
+    ReportView view;
+    QStringList lines;
+    for (int i = 0; i < 100; ++i) lines << QString::number(i);
+    view.setLines(lines);
+    view.resize(200, 100);
+    view.show();
+    const QPoint below(5, view.viewport()->height() + 20);
+    QTest::mousePress(view.viewport(), Qt::LeftButton, {}, QPoint(5, 5));
+    QTest::mouseMove(view.viewport(), below);
+    const int afterMove = view.verticalScrollBar()->value();
+    QTRY_VERIFY(view.verticalScrollBar()->value() >= afterMove + 3);
+    QTest::mouseRelease(view.viewport(), Qt::LeftButton, {}, below);
+    const int released = view.verticalScrollBar()->value();
+    QTest::qWait(150);
+    QCOMPARE(view.verticalScrollBar()->value(), released);
+    QVERIFY(view.selectedText().startsWith("0\n1\n2\n3\n"));
   }
 
   // New lines are painted at once, not when something else repaints.

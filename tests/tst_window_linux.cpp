@@ -8,8 +8,10 @@
 
 #include <QAbstractButton>
 #include <QClipboard>
+#include <QLabel>
 #include <QMessageBox>
 #include <QScreen>
+#include <QScrollBar>
 #include <QTimer>
 #include <QtTest>
 
@@ -33,6 +35,8 @@ void whenModalBoxOpens(std::function<void(QMessageBox&)> act) {
 }
 
 const QString kCloseDuringAnAction = QStringLiteral("--close-during-an-action");
+// The main window's title, which the program also makes its display name.
+const QString kTitle = QStringLiteral("Uninstall Talvoren");
 
 double childrenCpuSeconds() {
   rusage usage{};
@@ -68,7 +72,8 @@ class WindowLinuxTest : public QObject {
   Q_OBJECT
 
  private Q_SLOTS:
-  // Return and Escape answer the real dialog in the end-to-end suite.
+  // Return and Escape answer the real dialog in the end-to-end suite. The
+  // alert is a panel 420 points wide, its title bold, under the program's title.
   void confirmAnswers() {
     for (const bool confirming : {true, false}) {
       whenModalBoxOpens([confirming](QMessageBox& box) {
@@ -78,6 +83,9 @@ class WindowLinuxTest : public QObject {
         QCOMPARE(box.icon(), QMessageBox::Warning);
         QCOMPARE(box.windowModality(), Qt::ApplicationModal);
         QCOMPARE(box.text() + "|" + box.informativeText(), QStringLiteral("Remove?|It goes to the Trash."));
+        QCOMPARE(box.windowTitle(), kTitle);
+        QCOMPARE(box.width(), 420);
+        QVERIFY(box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))->font().bold());
       });
       LinuxPlatform platform;
       QCOMPARE(LinuxDesktop(platform).confirm("Remove?", "It goes to the Trash.", "Remove", "Cancel"), confirming);
@@ -116,6 +124,7 @@ class WindowLinuxTest : public QObject {
     QVERIFY(status.toPlainText() == report);
 
     QWidget window;
+    window.setWindowTitle(kTitle);
     window.show();
     bool answered = false;
     whenModalBoxOpens([&](QMessageBox& box) {
@@ -127,6 +136,7 @@ class WindowLinuxTest : public QObject {
       QCOMPARE(box.icon(), failure ? QMessageBox::Warning : QMessageBox::Information);
       QCOMPARE(box.buttons().size(), 1);
       QCOMPARE(box.text() + "|" + box.buttons().first()->text(), QStringLiteral("Done|OK"));
+      QCOMPARE(box.windowTitle(), kTitle);
       auto* view = box.findChild<ReportView*>();
       QVERIFY(view && view->isReadOnly() && view->toPlainText() == report);
       QTest::keySequence(view, QKeySequence::SelectAll);
@@ -141,6 +151,26 @@ class WindowLinuxTest : public QObject {
     QTRY_VERIFY(answered);
     QTRY_VERIFY(!window.findChild<QMessageBox*>());
     QVERIFY(timer.elapsed() < 60000);
+  }
+
+  // The report has the keys from the start and scrolls by them, while Return
+  // still answers the dialog through OK.
+  void completionReportScrollsByKeys() {
+    QStringList lines;
+    for (int i = 0; i < 2000; ++i) lines << QString::number(i);
+    int scrolled = -1;
+    bool closedByReturn = false;
+    whenModalBoxOpens([&](QMessageBox& box) {
+      QTest::keyClick(box.focusWidget(), Qt::Key_PageDown);
+      scrolled = box.findChild<ReportView*>()->verticalScrollBar()->value();
+      QTest::keyClick(box.focusWidget(), Qt::Key_Return);
+      closedByReturn = !box.isVisible();
+      if (!closedByReturn) box.buttons().first()->click();
+    });
+    LinuxPlatform platform;
+    LinuxDesktop(platform).showCompletion(nullptr, false, "Done", lines, "OK");
+    QVERIFY(scrolled > 0);
+    QVERIFY(closedByReturn);
   }
 
   // Closing the window in one of an action's waits ends the program within a
@@ -211,6 +241,8 @@ class WindowLinuxTest : public QObject {
 int main(int argc, char* argv[]) {
   QApplication application(argc, argv);
   if (QCoreApplication::arguments().contains(kCloseDuringAnAction)) return closeDuringAnAction();
+  // As the program does.
+  QApplication::setApplicationDisplayName(kTitle);
   WindowLinuxTest test;
   QTEST_SET_MAIN_SOURCE_PATH
   return QTest::qExec(&test, argc, argv);

@@ -2,11 +2,8 @@
 
 #include "widgets/ReportRows.h"
 
-#include <QClipboard>
-#include <QContextMenuEvent>
+#include <QApplication>
 #include <QFontDatabase>
-#include <QGuiApplication>
-#include <QMenu>
 #include <QPainter>
 #include <QScrollBar>
 
@@ -18,10 +15,6 @@ namespace {
 
 // Space between the text and the view's edges, as a text document leaves.
 constexpr int kMargin = 4;
-
-bool isSelectionKey(const QKeyEvent& event) {
-  return event.matches(QKeySequence::SelectAll) || event.matches(QKeySequence::Copy);
-}
 
 }  // namespace
 
@@ -35,6 +28,8 @@ ReportView::ReportView(QWidget* parent) : QAbstractScrollArea(parent), lines_{QS
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   viewport()->setCursor(Qt::IBeamCursor);
   verticalScrollBar()->setSingleStep(1);
+  // Tab reaches the view as it reaches any text, and the caret shows it.
+  setFocusPolicy(Qt::StrongFocus);
 }
 
 void ReportView::setLines(const QStringList& lines) {
@@ -49,20 +44,6 @@ void ReportView::setText(const QString& text) { setLines(text.split(QLatin1Char(
 
 QString ReportView::toPlainText() const { return lines_.join(QLatin1Char('\n')); }
 
-QString ReportView::selectedText() const {
-  const auto [from, to] = std::minmax(anchor_, cursor_);
-  if (from.line == to.line) return lines_[from.line].sliced(from.column, to.column - from.column);
-  QString text = lines_[from.line].sliced(from.column);
-  for (qsizetype line = from.line + 1; line < to.line; ++line) text += QLatin1Char('\n') + lines_[line];
-  return text + QLatin1Char('\n') + lines_[to.line].first(to.column);
-}
-
-void ReportView::selectAll() { select(Position{}, end()); }
-
-void ReportView::copy() const {
-  if (hasSelection()) QGuiApplication::clipboard()->setText(selectedText());
-}
-
 std::optional<int> ReportView::heightToShowAll(int width, int limit) const {
   const int chrome = 2 * (frameWidth() + kMargin);
   const qsizetype maxRows = std::max(0, (limit - chrome) / rowHeight());
@@ -73,16 +54,6 @@ std::optional<int> ReportView::heightToShowAll(int width, int limit) const {
     if (rows > maxRows) return std::nullopt;
   }
   return chrome + int(rows) * rowHeight();
-}
-
-bool ReportView::event(QEvent* event) {
-  // Select All and Copy are the view's own while it has the focus, even
-  // where the window binds those keys to something else.
-  if (event->type() == QEvent::ShortcutOverride && isSelectionKey(*static_cast<QKeyEvent*>(event))) {
-    event->accept();
-    return true;
-  }
-  return QAbstractScrollArea::event(event);
 }
 
 void ReportView::changeEvent(QEvent* event) {
@@ -112,54 +83,21 @@ void ReportView::paintEvent(QPaintEvent*) {
   const qsizetype last = std::min(rowCount(), first + viewport()->height() / rowHeight() + 2);
   for (qsizetype index = first; index < last; ++index)
     drawRow(painter, row(index), kMargin + qreal(index - first) * rowHeight());
+  if (caretShown_ && hasFocus()) painter.fillRect(caretRect(), palette().color(QPalette::Text));
 }
 
 void ReportView::scrollContentsBy(int, int) { viewport()->update(); }
 
-void ReportView::keyPressEvent(QKeyEvent* event) {
-  if (event->matches(QKeySequence::SelectAll)) return selectAll();
-  if (event->matches(QKeySequence::Copy)) return copy();
-  if (event->matches(QKeySequence::MoveToStartOfDocument))
-    return verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMinimum);
-  if (event->matches(QKeySequence::MoveToEndOfDocument))
-    return verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMaximum);
-  // Page and arrow keys scroll; anything else goes on to the window.
-  QAbstractScrollArea::keyPressEvent(event);
+void ReportView::focusInEvent(QFocusEvent* event) {
+  QAbstractScrollArea::focusInEvent(event);
+  restartCaret();
 }
 
-void ReportView::mousePressEvent(QMouseEvent* event) {
-  if (event->button() != Qt::LeftButton) return QAbstractScrollArea::mousePressEvent(event);
-  const Position position = positionAt(event->position());
-  select(event->modifiers() & Qt::ShiftModifier ? anchor_ : position, position);
-}
-
-void ReportView::mouseMoveEvent(QMouseEvent* event) {
-  if (!(event->buttons() & Qt::LeftButton)) return;
-  // Dragging past the top or bottom edge scrolls on.
-  if (event->position().y() < 0) verticalScrollBar()->triggerAction(QAbstractSlider::SliderSingleStepSub);
-  if (event->position().y() > viewport()->height())
-    verticalScrollBar()->triggerAction(QAbstractSlider::SliderSingleStepAdd);
-  select(anchor_, positionAt(event->position()));
-}
-
-void ReportView::mouseReleaseEvent(QMouseEvent* event) {
-  // As in any X11 text view, what the mouse selects is the primary selection.
-  QClipboard* clipboard = QGuiApplication::clipboard();
-  if (event->button() == Qt::LeftButton && hasSelection() && clipboard->supportsSelection())
-    clipboard->setText(selectedText(), QClipboard::Selection);
-}
-
-void ReportView::contextMenuEvent(QContextMenuEvent* event) {
-  // Qt's own texts for these entries, in the desktop's language.
-  QMenu menu(this);
-  QAction* copyAction = menu.addAction(QCoreApplication::translate("QWidgetTextControl", "&Copy"));
-  copyAction->setShortcut(QKeySequence::Copy);
-  copyAction->setEnabled(hasSelection());
-  connect(copyAction, &QAction::triggered, this, &ReportView::copy);
-  QAction* selectAllAction = menu.addAction(QCoreApplication::translate("QWidgetTextControl", "Select All"));
-  selectAllAction->setShortcut(QKeySequence::SelectAll);
-  connect(selectAllAction, &QAction::triggered, this, &ReportView::selectAll);
-  menu.exec(event->globalPos());
+void ReportView::focusOutEvent(QFocusEvent* event) {
+  QAbstractScrollArea::focusOutEvent(event);
+  caretTimer_.stop();
+  caretShown_ = false;
+  viewport()->update();
 }
 
 int ReportView::rowHeight() const { return std::max(1, fontMetrics().lineSpacing()); }
@@ -203,59 +141,124 @@ ReportView::Row ReportView::row(qsizetype index) const {
   const auto found = std::upper_bound(firstRows_.begin(), firstRows_.end() - 1, index) - 1;
   const qsizetype line = found - firstRows_.begin();
   const qsizetype size = lines_[line].size();
-  const qsizetype rowInLine = index - *found;
   if (*(found + 1) - *found == 1) return Row{line, 0, size};
+  const std::vector<qsizetype>& starts = wrappedStarts(line);
+  const auto rowInLine = std::size_t(index - *found);
+  const qsizetype start = starts[rowInLine];
+  const qsizetype next = rowInLine + 1 < starts.size() ? starts[rowInLine + 1] : size;
+  return Row{line, start, rowEnd(lines_[line], start, next)};
+}
+
+const std::vector<qsizetype>& ReportView::wrappedStarts(qsizetype line) const {
   if (wrappedLine_ != line) {
     wrappedStarts_ = rowStarts(lines_[line], columns_);
     wrappedLine_ = line;
   }
-  const auto next = std::size_t(rowInLine + 1);
-  return Row{line, wrappedStarts_[std::size_t(rowInLine)], next < wrappedStarts_.size() ? wrappedStarts_[next] : size};
+  return wrappedStarts_;
 }
 
-ReportView::Position ReportView::positionAt(QPointF point) {
-  ensureRows();
-  const qsizetype index = std::clamp<qsizetype>(
-      verticalScrollBar()->value() + qsizetype(std::floor((point.y() - kMargin) / rowHeight())), 0, rowCount() - 1);
+qsizetype ReportView::rowOf(Position position) const {
+  const qsizetype first = firstRows_[std::size_t(position.line)];
+  if (firstRows_[std::size_t(position.line) + 1] - first == 1) return first;
+  const std::vector<qsizetype>& starts = wrappedStarts(position.line);
+  return first + (std::upper_bound(starts.begin(), starts.end(), position.column) - starts.begin()) - 1;
+}
+
+qreal ReportView::advanceOf(const QString& text, qsizetype count) const {
+  const QFontMetricsF metrics(font());
+  qreal x = 0;
+  for (qsizetype from = 0;;) {
+    const qsizetype tab = text.indexOf(QLatin1Char('\t'), from);
+    const qsizetype stretchEnd = tab < 0 || tab >= count ? count : tab;
+    x += metrics.horizontalAdvance(text.sliced(from, stretchEnd - from));
+    if (stretchEnd == count) return x;
+    x += tabAdvance(x);
+    from = stretchEnd + 1;
+  }
+}
+
+qreal ReportView::tabAdvance(qreal x) const {
+  // Stops every kTabColumns cells, as the rows were counted. A stop that x
+  // has reached, give or take rounding, is passed for the next one.
+  const qreal stop = kTabColumns * QFontMetricsF(font()).horizontalAdvance(QLatin1Char('x'));
+  return (std::floor(x / stop + 1e-6) + 1) * stop - x;
+}
+
+ReportView::Position ReportView::positionInRow(qsizetype index, qreal x, bool under) const {
   const Row at = row(index);
-  const QStringView text = QStringView(lines_[at.line]).sliced(at.start, at.end - at.start);
+  const QString text = textOf(at);
   const QFontMetricsF metrics(font());
   qreal left = kMargin;
   qsizetype column = 0;
-  // A click lands before a character when it is in that character's left half.
+  // Nearest: before a character when x is in its left half.
   for (; column < text.size(); ++column) {
-    const qreal advance = metrics.horizontalAdvance(text[column]);
-    if (point.x() < left + advance / 2) break;
+    const qreal advance =
+        text[column] == QLatin1Char('\t') ? tabAdvance(left - kMargin) : metrics.horizontalAdvance(text[column]);
+    if (x < left + (under ? advance : advance / 2)) break;
     left += advance;
   }
+  // Past the end of a row, the character under x is its last.
+  if (under && column == text.size() && column > 0) --column;
   // Never between the two halves of a surrogate pair.
   if (column > 0 && column < text.size() && text[column].isLowSurrogate()) --column;
   return Position{at.line, at.start + column};
 }
 
-ReportView::Position ReportView::end() const { return Position{lines_.size() - 1, lines_.last().size()}; }
-
-void ReportView::select(Position anchor, Position cursor) {
-  anchor_ = anchor;
-  cursor_ = cursor;
-  viewport()->update();
+ReportView::Position ReportView::positionAt(QPointF point, bool under) {
+  ensureRows();
+  const qsizetype index = std::clamp<qsizetype>(
+      verticalScrollBar()->value() + qsizetype(std::floor((point.y() - kMargin) / rowHeight())), 0, rowCount() - 1);
+  return positionInRow(index, point.x(), under);
 }
 
+ReportView::Position ReportView::end() const { return Position{lines_.size() - 1, lines_.last().size()}; }
+
 void ReportView::drawRow(QPainter& painter, const Row& row, qreal top) const {
-  const QString text = lines_[row.line].sliced(row.start, row.end - row.start);
-  const QFontMetricsF metrics(font());
-  const qreal baseline = top + metrics.ascent();
+  const QString text = textOf(row);
+  const qreal baseline = top + QFontMetricsF(font()).ascent();
   painter.setPen(palette().color(QPalette::Text));
-  painter.drawText(QPointF(kMargin, baseline), text);
+  drawText(painter, text, 0, text.size(), baseline);
 
   const auto [from, to] = std::minmax(anchor_, cursor_);
   if (row.line < from.line || row.line > to.line) return;
   const qsizetype selectedFrom = row.line == from.line ? std::max(from.column - row.start, qsizetype(0)) : 0;
   const qsizetype selectedTo = row.line == to.line ? std::min(to.column - row.start, text.size()) : text.size();
   if (selectedFrom >= selectedTo) return;
-  const qreal left = kMargin + metrics.horizontalAdvance(text.first(selectedFrom));
-  const qreal right = kMargin + metrics.horizontalAdvance(text.first(selectedTo));
+  const qreal left = kMargin + advanceOf(text, selectedFrom);
+  const qreal right = kMargin + advanceOf(text, selectedTo);
   painter.fillRect(QRectF(left, top, right - left, rowHeight()), palette().color(QPalette::Highlight));
   painter.setPen(palette().color(QPalette::HighlightedText));
-  painter.drawText(QPointF(left, baseline), text.sliced(selectedFrom, selectedTo - selectedFrom));
+  drawText(painter, text, selectedFrom, selectedTo, baseline);
+}
+
+void ReportView::drawText(QPainter& painter, const QString& text, qsizetype from, qsizetype to,
+                          qreal baseline) const {
+  // A row without tabs is one stretch, drawn in one call as it always was.
+  if (from == 0 && to == text.size() && !text.contains(QLatin1Char('\t')))
+    return painter.drawText(QPointF(kMargin, baseline), text);
+  // Otherwise each stretch between tabs from where the tabs before it end.
+  while (from < to) {
+    const qsizetype tab = text.indexOf(QLatin1Char('\t'), from);
+    const qsizetype stretchEnd = tab < 0 || tab > to ? to : tab;
+    if (stretchEnd > from)
+      painter.drawText(QPointF(kMargin + advanceOf(text, from), baseline), text.sliced(from, stretchEnd - from));
+    from = stretchEnd + 1;
+  }
+}
+
+QRectF ReportView::caretRect() const {
+  if (firstRows_.empty()) return {};
+  const qsizetype index = rowOf(cursor_);
+  const Row at = row(index);
+  const qreal x = kMargin + advanceOf(textOf(at), cursor_.column - at.start);
+  const qreal top = kMargin + qreal(index - verticalScrollBar()->value()) * rowHeight();
+  return QRectF(x, top, 1, rowHeight());
+}
+
+void ReportView::restartCaret() {
+  caretShown_ = true;
+  // A flash time of 0 is a caret that does not blink.
+  const int flashTime = QApplication::cursorFlashTime();
+  if (hasFocus() && flashTime > 0) caretTimer_.start(flashTime / 2, this);
+  viewport()->update();
 }

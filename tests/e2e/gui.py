@@ -59,9 +59,11 @@ class UninstallerWindow:
         x("xdotool", "mousemove", "--window", self.window, str(x0 + width // 2), str(y0 + height // 2), "click", "1")
 
     def answer_dialog(self, key, timeout=30):
-        """Answers the dialog in front with a key and waits until it is gone."""
+        """Checks the title of the dialog in front, answers it with a key and waits until it is gone."""
         dialogs = lambda: [wid for wid in self.windows("--pid", str(self.process.pid)) if wid != self.window]
         dialog = wait_until(dialogs, timeout, "a dialog")[0]
+        # Under the program's title, not the executable's name.
+        assert x("xdotool", "getwindowname", dialog).strip() == WINDOW_TITLE, "the dialog has no title"
         x("xdotool", "windowfocus", "--sync", dialog)
         x("xdotool", "key", "--clearmodifiers", key)
         wait_until(lambda: dialog not in dialogs(), 10, "the dialog to close")

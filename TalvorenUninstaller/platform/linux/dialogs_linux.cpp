@@ -8,11 +8,40 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
+#include <QSpacerItem>
 
 #include <memory>
 #include <optional>
 
 namespace {
+
+// An alert as the program's home desktop draws one: a panel about 420 points
+// wide with the title in bold over the message (a message box alone takes
+// the width of its title and wraps the message over many short lines), under
+// the title of the program's window, where a window manager would otherwise
+// show the executable's name. Last: setting an icon or a text rebuilds the
+// box's layout.
+constexpr int kAlertWidth = 420;
+
+void styleAsAlert(QMessageBox& box, const QString& windowTitle) {
+  box.setWindowTitle(windowTitle);
+  auto* title = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+  QFont bold = title->font();
+  bold.setBold(true);
+  title->setFont(bold);
+  // The box takes the width its layout needs at least: a spacer across it
+  // makes that the panel's.
+  auto* grid = qobject_cast<QGridLayout*>(box.layout());
+  const QMargins margins = grid->contentsMargins();
+  grid->addItem(new QSpacerItem(kAlertWidth - margins.left() - margins.right(), 0, QSizePolicy::Fixed),
+                grid->rowCount(), 0, 1, grid->columnCount());
+}
+
+// The title of the program's window: the application's display name, which
+// the program sets to it, where a dialog is on no window.
+QString windowTitleFor(const QWidget* window) {
+  return window ? window->window()->windowTitle() : QGuiApplication::applicationDisplayName();
+}
 
 // A warning whose confirming button is the default (Return) and whose cancel
 // button answers Escape; application-modal, on no window.
@@ -27,6 +56,7 @@ std::unique_ptr<QMessageBox> makeConfirmationBox(const QString& title, const QSt
   box->setDefaultButton(confirmButton);
   box->setEscapeButton(cancelButton);
   box->setWindowModality(Qt::ApplicationModal);
+  styleAsAlert(*box, windowTitleFor(nullptr));
   return box;
 }
 
@@ -41,8 +71,9 @@ void addReportView(QMessageBox& box, const QStringList& lines) {
   auto* view = new ReportView(&box);
   view->setObjectName(QStringLiteral("report"));
   view->setLines(lines);
-  // Return and Escape keep answering the box through its button.
-  view->setFocusPolicy(Qt::ClickFocus);
+  // The keys scroll and select the report from the start; Return and Escape,
+  // which it leaves alone, still answer the box through its button.
+  view->setFocus();
   const QScreen* screen = box.parentWidget() ? box.parentWidget()->screen() : QGuiApplication::primaryScreen();
   const int limit = screen ? screen->availableGeometry().height() / 2 : kReportWidth;
   const std::optional<int> height = view->heightToShowAll(kReportWidth, limit);
@@ -70,14 +101,17 @@ std::unique_ptr<QMessageBox> makeCompletionBox(QWidget* window, bool warningStyl
   QPushButton* button = box->addButton(buttonTitle, QMessageBox::AcceptRole);
   box->setDefaultButton(button);
   box->setEscapeButton(button);
-  // Last: setting an icon or a text rebuilds the box's layout.
-  addReportView(*box, report);
+  // Before the report takes the focus: setting the modality gives it back to
+  // the default button.
   if (window) {
     box->setWindowModality(Qt::WindowModal);
     box->setAttribute(Qt::WA_DeleteOnClose);
   } else {
     box->setWindowModality(Qt::ApplicationModal);
   }
+  // Last: setting an icon or a text rebuilds the box's layout.
+  addReportView(*box, report);
+  styleAsAlert(*box, windowTitleFor(window));
   return box;
 }
 
