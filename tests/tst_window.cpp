@@ -3,6 +3,7 @@
 // icon's fallbacks, the busy state, the log block and the completion dialog;
 // and where the window goes: screen choice and the centring with its margins,
 // in desktop coordinates, and the desktop made from Qt's screens.
+#include "actions/Preview.h"
 #include "app/UninstallerApp.h"
 #include "app/WindowPlacement.h"
 #include "fakes/FakeDesktop.h"
@@ -116,26 +117,37 @@ class WindowTest : public QObject {
     }
   }
 
-  // Each button asks its own question; a no leaves no busy state, no log
-  // entry and no plan run later.
+  // Each button asks its own question and offers its action's preview; a no,
+  // even after the details were looked at, leaves no busy state, no log
+  // entry, no change and no plan run later.
   void cancelChangesNothing_data() { addTableRows("window", "cancel"); }
   void cancelChangesNothing() {
     QFETCH(QJsonObject, row);
     FakePlatform platform;
+    platform.addFile("/Users/example/Library/Caches/com.quvex.Talvoren.direct/c");
+    platform.addApplication("com.quvex.Talvoren.direct", "Talvoren")->pid = 9;
     FakeDesktop desktop(platform);
+    desktop.showDetails = true;
     UninstallerApp app(platform, desktop);
     app.show();
-    const QByteArray logBefore = platform.files.value(kFakeLogPath);
+    const auto filesBefore = platform.files;
     platform.journal.clear();
 
     app.buttons.at(row["button"].toInt())->click();
     QTest::qWait(250);
 
-    QCOMPARE(platform.journal, QStringList{"confirm " + row["title"].toString()});
+    // The preview only reads: the running app is listed and the marker asked
+    // for, and nothing else is run.
+    QCOMPARE(platform.journal.filter(QRegularExpression("^(?!list |run /usr/bin/defaults read )")),
+             QStringList{"confirm " + row["title"].toString()});
     const FakeDesktop::Confirmation& asked = desktop.confirmations[0];
+    QCOMPARE(asked.details.value().mid(0, 3), (QStringList{previewAssumption(), "", "Will be moved to the Trash:"}));
+    QCOMPARE(asked.details->join('\n').contains("Caches: /Users/example/Library/Caches/com.quvex.Talvoren.direct"),
+             row["title"] == "Fully uninstall Talvoren?");
+    QCOMPARE(asked.details->contains("  Ask process 9 to quit"), row["title"].toString().contains("Talvoren"));
     QCOMPARE(asked.message, row["message"].toString());
     QCOMPARE(asked.confirmTitle + "|" + asked.cancelTitle, row["confirm"].toString() + "|Cancel");
-    QCOMPARE(platform.files.value(kFakeLogPath), logBefore);
+    QCOMPARE(platform.files, filesBefore);
     QCOMPARE(app.statusView->toPlainText(), kInitial);
     QVERIFY(idle(app));
   }

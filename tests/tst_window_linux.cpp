@@ -10,11 +10,13 @@
 #include <QClipboard>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
 #include <QTimer>
 #include <QtTest>
 
+#include <atomic>
 #include <ctime>
 #include <functional>
 #include <sys/resource.h>
@@ -88,8 +90,40 @@ class WindowLinuxTest : public QObject {
         QVERIFY(box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))->font().bold());
       });
       LinuxPlatform platform;
-      QCOMPARE(LinuxDesktop(platform).confirm("Remove?", "It goes to the Trash.", "Remove", "Cancel"), confirming);
+      QCOMPARE(LinuxDesktop(platform).confirm("Remove?", "It goes to the Trash.", "Remove", "Cancel", {}), confirming);
     }
+  }
+
+  // Details are offered beside the buttons and asked for only when the user
+  // unfolds them, away from the dialog's thread; unfolding answers nothing.
+  void confirmOffersDetailsOnRequest() {
+    std::atomic<int> asked = 0;
+    std::atomic<bool> onDialogThread = false;
+    QStringList shown;
+    bool stillOpen = false;
+    whenModalBoxOpens([&](QMessageBox& box) {
+      auto* showDetails = box.findChild<QPushButton*>(QStringLiteral("showDetails"));
+      QCOMPARE(asked.load(), 0);
+      showDetails->click();
+      auto* details = box.findChild<ReportView*>(QStringLiteral("details"));
+      QTRY_COMPARE(details->toPlainText(), QStringLiteral("first\nsecond"));
+      shown = {details->isVisible() ? "shown" : "hidden", showDetails->text()};
+      showDetails->click();
+      shown << (details->isVisible() ? "shown" : "hidden") << showDetails->text();
+      stillOpen = box.isVisible();
+      box.escapeButton()->click();
+    });
+    LinuxPlatform platform;
+    const QThread* dialogThread = QThread::currentThread();
+    const bool answer = LinuxDesktop(platform).confirm("Remove?", "It goes.", "Remove", "Cancel", [&] {
+      ++asked;
+      onDialogThread = QThread::currentThread() == dialogThread;
+      return QStringList{"first", "second"};
+    });
+    QVERIFY(!answer && stillOpen);
+    QCOMPARE(asked.load(), 1);
+    QVERIFY(!onDialogThread);
+    QCOMPARE(shown, (QStringList{"shown", "Hide Details...", "hidden", "Show Details..."}));
   }
 
   void completionDialog_data() {

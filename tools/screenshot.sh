@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Starts the real uninstaller on a virtual X display, with a throwaway home so
 # nothing of the real one is read or written, and writes PNGs of what it shows.
-#   tools/screenshot.sh [SHOT...]      (default: all three)
+#   tools/screenshot.sh [SHOT...]      (default: all four)
 # SHOT is one of
 #   window        the window as it opens                 -> docs/window.png
 #   confirmation  the question Full Uninstall asks        -> docs/confirmation.png
+#   details       that question on a throwaway installation, its preview
+#                 unfolded with "Show Details..."        -> docs/confirmation-details.png
 #   report        the completion dialog of Remove AI Model on a throwaway
 #                 installation whose manifest names a path with a line feed,
 #                 so that one report line takes two rows -> docs/report-multirow.png
@@ -16,11 +18,11 @@ cd "$(dirname "$0")/.."
 out=${OUT_DIR:-docs}
 build=${BUILD_DIR:-build-screenshot}
 shots=("$@")
-[[ ${#shots[@]} -gt 0 ]] || shots=(window confirmation report)
+[[ ${#shots[@]} -gt 0 ]] || shots=(window confirmation details report)
 for shot in "${shots[@]}"; do
   case $shot in
-    window | confirmation | report) ;;
-    *) echo "unknown shot '$shot': window, confirmation or report" >&2; exit 2 ;;
+    window | confirmation | details | report) ;;
+    *) echo "unknown shot '$shot': window, confirmation, details or report" >&2; exit 2 ;;
   esac
 done
 
@@ -135,6 +137,18 @@ for shot in "${shots[@]}"; do
       dialog=$(wait_for_window dialog_window)
       sleep 0.5
       capture "$dialog" confirmation.png
+      key "$dialog" Escape
+      ;;
+    details)
+      start_program --installation
+      press "Full Uninstall"
+      dialog=$(wait_for_window dialog_window)
+      sleep 0.5
+      # "Show Details..." is the first button of the dialog's bottom row.
+      eval "$(xdotool getwindowgeometry --shell "$dialog")"
+      xdotool mousemove --window "$dialog" 60 $((HEIGHT - 30)) click 1
+      sleep 2  # the preview is worked out, then the dialog grows to show it
+      capture "$dialog" confirmation-details.png
       key "$dialog" Escape
       ;;
     report)

@@ -1,5 +1,7 @@
-#include "widgets/ReportView.h"
 #include "app/UninstallerApp.h"
+
+#include "actions/Preview.h"
+#include "widgets/ReportView.h"
 
 #include <QTimer>
 
@@ -28,7 +30,10 @@ void UninstallerApp::runAction(ActionPlan plan) {
 }
 
 void UninstallerApp::handle(const ActionDefinition& action) {
-  if (!confirm(text.*action.confirmTitle, text.*action.confirmMessage, text.*action.buttonTitle)) return;
+  // The details are the action's own plan run against a platform that only
+  // records, on the system as it is while the question is asked.
+  const auto preview = [this, &action] { return previewDetails(previewAction(platform_, action)); };
+  if (!confirm(text.*action.confirmTitle, text.*action.confirmMessage, text.*action.buttonTitle, preview)) return;
   runAction([this, &action] { return (this->*action.plan)(); });
 }
 

@@ -3,8 +3,9 @@
 #include <QProgressBar>
 #include <QPushButton>
 
-bool UninstallerApp::confirm(const QString& title, const QString& message, const QString& buttonTitle) {
-  return desktop_.confirm(title, message, buttonTitle, text.cancelButton);
+bool UninstallerApp::confirm(const QString& title, const QString& message, const QString& buttonTitle,
+                             const DesktopPlatform::DetailsProvider& details) {
+  return desktop_.confirm(title, message, buttonTitle, text.cancelButton, details);
 }
 
 void UninstallerApp::setBusy(bool busy) {

@@ -52,7 +52,9 @@ class UninstallerApp : public QObject, public Uninstaller {
   // the program's own application icon (which may be null).
   QImage iconImage() const;
   // An application-modal yes-or-no question; true only for `buttonTitle`.
-  bool confirm(const QString& title, const QString& message, const QString& buttonTitle);
+  // `details`, when given, are offered beside it; see DesktopPlatform.
+  bool confirm(const QString& title, const QString& message, const QString& buttonTitle,
+               const DesktopPlatform::DetailsProvider& details = {});
   // Locks every button and shows the moving progress bar, or the reverse.
   void setBusy(bool busy);
 

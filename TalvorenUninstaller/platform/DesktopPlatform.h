@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -50,10 +51,17 @@ class DesktopPlatform {
   virtual void terminateApplication() = 0;
 
   // --- Dialogs ----------------------------------------------------------------
+  // The lines a confirmation shows on request. Called at most once, only when
+  // the user asks to see them, and on a thread of its own so that the dialog
+  // stays responsive meanwhile; may be empty, and then nothing is offered.
+  using DetailsProvider = std::function<QStringList()>;
+
   // An application-modal warning alert with a default confirming button and a
-  // cancel button that answers Escape. True only for the confirming button.
+  // cancel button that answers Escape, offering `details` in the desktop's
+  // ordinary way; asking for them answers nothing. True only for the
+  // confirming button.
   virtual bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
-                       const QString& cancelTitle) = 0;
+                       const QString& cancelTitle, const DetailsProvider& details) = 0;
   // The completion dialog with one button; its informative text is
   // `reportLines` joined by line feeds. With a window it is a sheet on it and
   // returns at once; without one it is application-modal and returns once

@@ -23,12 +23,16 @@ class FakeDesktop final : public DesktopPlatform {
   };
   struct Confirmation {
     QString title, message, confirmTitle, cancelTitle;
+    // What was offered, asked for when `showDetails` is set.
+    std::optional<QStringList> details;
   };
 
   // Pictures by path.
   QMap<QString, QImage> images, fileIcons;
   QImage programIcon;
-  // Screens, windows and dialogs; every confirmation is answered no.
+  // Screens, windows and dialogs; every confirmation is answered no, after
+  // its details were asked for when `showDetails` is set.
+  bool showDetails = false;
   std::vector<ScreenGeometry> screenList;
   QMap<const QWidget*, QRectF> windowFrames;
   std::vector<Confirmation> confirmations;
@@ -51,9 +55,10 @@ class FakeDesktop final : public DesktopPlatform {
   void bringToFront(QWidget&) override { system_.journal.append(QStringLiteral("front")); }
   void terminateApplication() override {}
   bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
-               const QString& cancelTitle) override {
+               const QString& cancelTitle, const DetailsProvider& details) override {
     system_.journal.append(QStringLiteral("confirm ") + title);
-    confirmations.push_back({title, message, confirmTitle, cancelTitle});
+    confirmations.push_back({title, message, confirmTitle, cancelTitle,
+                             showDetails && details ? std::optional(details()) : std::nullopt});
     return false;
   }
   void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QStringList& reportLines,

@@ -25,7 +25,7 @@ class LinuxDesktop final : public DesktopPlatform {
   void terminateApplication() override;
 
   bool confirm(const QString& title, const QString& message, const QString& confirmTitle,
-               const QString& cancelTitle) override;
+               const QString& cancelTitle, const DetailsProvider& details) override;
   void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QStringList& reportLines,
                       const QString& buttonTitle) override;
 

@@ -2,13 +2,16 @@
 
 #include "widgets/ReportView.h"
 
+#include <QDialogButtonBox>
 #include <QGridLayout>
+#include <QHBoxLayout>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
 #include <QSpacerItem>
+#include <QThread>
 
 #include <memory>
 #include <optional>
@@ -43,10 +46,75 @@ QString windowTitleFor(const QWidget* window) {
   return window ? window->window()->windowTitle() : QGuiApplication::applicationDisplayName();
 }
 
+// "Show Details..." beside the box's buttons, unfolding a read-only report of
+// the details under them, as a message box's own detailed text does. Its own
+// button would answer the box, so this one sits beside the button box rather
+// than in it. The details are asked for on the first unfolding only, on a
+// thread of their own, so that the box appears at once and stays responsive
+// however long they take; a report view keeps even a million lines cheap.
+constexpr int kDetailsHeight = 240;
+
+class DetailsPanel final : public QObject {
+ public:
+  DetailsPanel(QMessageBox& box, DesktopPlatform::DetailsProvider provider)
+      : QObject(&box), provider_(std::move(provider)) {
+    button_ = new QPushButton(QStringLiteral("Show Details..."), &box);
+    button_->setObjectName(QStringLiteral("showDetails"));
+    button_->setAutoDefault(false);
+    view_ = new ReportView(&box);
+    view_->setObjectName(QStringLiteral("details"));
+    view_->setFixedSize(kAlertWidth - 2 * kDetailsMargin, kDetailsHeight);
+    view_->hide();
+
+    auto* grid = qobject_cast<QGridLayout*>(box.layout());
+    auto* buttonBox = box.findChild<QDialogButtonBox*>();
+    int row = 0, column = 0, rowSpan = 0, columnSpan = 0;
+    grid->getItemPosition(grid->indexOf(buttonBox), &row, &column, &rowSpan, &columnSpan);
+    grid->removeWidget(buttonBox);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(button_);
+    buttons->addWidget(buttonBox, /*stretch=*/1);
+    grid->addLayout(buttons, row, column, rowSpan, columnSpan);
+    grid->addWidget(view_, grid->rowCount(), 0, 1, grid->columnCount());
+    connect(button_, &QPushButton::clicked, this, &DetailsPanel::toggle);
+  }
+
+  // Waits for details still being worked out: they read the system that the
+  // answer is about to change.
+  ~DetailsPanel() override {
+    if (worker_) worker_->wait();
+  }
+
+ private:
+  static constexpr int kDetailsMargin = 12;
+
+  void toggle() {
+    const bool unfold = view_->isHidden();
+    view_->setVisible(unfold);
+    button_->setText(unfold ? QStringLiteral("Hide Details...") : QStringLiteral("Show Details..."));
+    if (unfold && !worker_) start();
+    if (QWidget* box = view_->window()) box->adjustSize();
+  }
+
+  void start() {
+    view_->setText(QStringLiteral("Working..."));
+    worker_.reset(QThread::create([this] { lines_ = provider_(); }));
+    connect(worker_.get(), &QThread::finished, this, [this] { view_->setLines(lines_); });
+    worker_->start();
+  }
+
+  DesktopPlatform::DetailsProvider provider_;
+  QPushButton* button_ = nullptr;
+  ReportView* view_ = nullptr;
+  std::unique_ptr<QThread> worker_;
+  QStringList lines_;
+};
+
 // A warning whose confirming button is the default (Return) and whose cancel
 // button answers Escape; application-modal, on no window.
 std::unique_ptr<QMessageBox> makeConfirmationBox(const QString& title, const QString& message,
-                                                 const QString& confirmTitle, const QString& cancelTitle) {
+                                                 const QString& confirmTitle, const QString& cancelTitle,
+                                                 const DesktopPlatform::DetailsProvider& details) {
   auto box = std::make_unique<QMessageBox>();
   box->setIcon(QMessageBox::Warning);
   box->setText(title);
@@ -57,6 +125,7 @@ std::unique_ptr<QMessageBox> makeConfirmationBox(const QString& title, const QSt
   box->setEscapeButton(cancelButton);
   box->setWindowModality(Qt::ApplicationModal);
   styleAsAlert(*box, windowTitleFor(nullptr));
+  if (details) new DetailsPanel(*box, details);
   return box;
 }
 
@@ -118,8 +187,8 @@ std::unique_ptr<QMessageBox> makeCompletionBox(QWidget* window, bool warningStyl
 }  // namespace
 
 bool LinuxDesktop::confirm(const QString& title, const QString& message, const QString& confirmTitle,
-                            const QString& cancelTitle) {
-  const std::unique_ptr<QMessageBox> box = makeConfirmationBox(title, message, confirmTitle, cancelTitle);
+                           const QString& cancelTitle, const DetailsProvider& details) {
+  const std::unique_ptr<QMessageBox> box = makeConfirmationBox(title, message, confirmTitle, cancelTitle, details);
   box->exec();
   // Closing the box any other way than with the confirming button is a no.
   return box->clickedButton() != nullptr && box->clickedButton() == box->defaultButton();
