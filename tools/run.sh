@@ -6,6 +6,8 @@
 #                          missing packages (tools/install-deps.sh)
 #   sudo ./tools/run.sh    installs what is missing as root, then builds and
 #                          runs as the user who called sudo, on that user's home
+#   ./tools/run.sh talvoren-uninstall ARGUMENT...
+#                          the same, for the command line instead of the window
 #
 # The program works on the home and the processes of whoever runs it, so it
 # never runs as root: started as root with no user behind it (a root login),
@@ -16,8 +18,13 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=$(cat tools/build-deps.txt)
+program=TalvorenUninstaller
+if [ "${1:-}" = talvoren-uninstall ]; then
+  program=talvoren-uninstall
+  shift
+fi
 demo=no
-if [ "${1:-}" = --demo ]; then
+if [ "${1:-}" = --demo ] && [ "$program" = TalvorenUninstaller ]; then
   demo=yes
   packages+=" $(cat tools/test-deps.txt)"
 fi
@@ -83,4 +90,4 @@ fi
 
 "${as_user[@]}" cmake -S . -B build-run -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=OFF >/dev/null
 "${as_user[@]}" cmake --build build-run --parallel "$(nproc)"
-exec "${as_user[@]}" build-run/TalvorenUninstaller/TalvorenUninstaller
+exec "${as_user[@]}" "build-run/TalvorenUninstaller/$program" "$@"

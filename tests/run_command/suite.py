@@ -23,7 +23,8 @@ STANDINS = {
 mkdir -p "$2/TalvorenUninstaller"
 printf '#!/bin/sh\\necho "program $(id -u) $(id -G) $HOME ${XDG_RUNTIME_DIR:-} ${DISPLAY:-}" >>%s\\n' "$LOG" \\
   >"$2/TalvorenUninstaller/TalvorenUninstaller"
-chmod +x "$2/TalvorenUninstaller/TalvorenUninstaller"
+printf '#!/bin/sh\\necho "command $(id -u) $*" >>%s\\n' "$LOG" >"$2/TalvorenUninstaller/talvoren-uninstall"
+chmod +x "$2/TalvorenUninstaller/TalvorenUninstaller" "$2/TalvorenUninstaller/talvoren-uninstall"
 """,
     "sudo": "", "apt-get": "", "demo.sh": "",
 }
