@@ -59,6 +59,23 @@ class PreviewTest : public QObject {
     QCOMPARE(recorder.changes().size(), std::size_t(9));
   }
 
+  // Once stopped, the system reads as empty, so what still runs on it ends at
+  // once; nothing more reaches the system.
+  void aStoppedRecorderSeesNothing() {
+    FakePlatform system;
+    system.addFile("/Users/example/file", "x");
+    system.addApplication("app.id", "App");
+    system.inputSourcesById.insert("source.id", InputSourceList{});
+    std::stop_source stop;
+    RecordingPlatform recorder(system, stop.get_token());
+    QVERIFY(recorder.fileExists("/Users/example/file"));
+    stop.request_stop();
+    QVERIFY(!recorder.fileExists("/Users/example/file") && !recorder.readFile("/Users/example/file"));
+    QVERIFY(recorder.runningApplications("app.id").empty() && !recorder.inputSources("source.id"));
+    QCOMPARE(recorder.runProcess("/bin/ask", {}, CommandEffect::OnlyAsks).status, 127);
+    QCOMPARE(system.journal, QStringList{});
+  }
+
   // The preview of the full uninstall on an installation where everything
   // succeeds names what the action then moves, in the same order, and says
   // in its details what goes, what stays and why, and the system steps.

@@ -115,7 +115,7 @@ class WindowLinuxTest : public QObject {
     });
     LinuxPlatform platform;
     const QThread* dialogThread = QThread::currentThread();
-    const bool answer = LinuxDesktop(platform).confirm("Remove?", "It goes.", "Remove", "Cancel", [&] {
+    const bool answer = LinuxDesktop(platform).confirm("Remove?", "It goes.", "Remove", "Cancel", [&](std::stop_token) {
       ++asked;
       onDialogThread = QThread::currentThread() == dialogThread;
       return QStringList{"first", "second"};
@@ -124,6 +124,27 @@ class WindowLinuxTest : public QObject {
     QCOMPARE(asked.load(), 1);
     QVERIFY(!onDialogThread);
     QCOMPARE(shown, (QStringList{"shown", "Hide Details...", "hidden", "Show Details..."}));
+  }
+
+  // Answering while the details are still being worked out tells them to
+  // stop and waits for them, rather than leaving them to read a changing
+  // system.
+  void answeringStopsTheDetails() {
+    std::atomic<bool> started = false, stopped = false;
+    whenModalBoxOpens([&](QMessageBox& box) {
+      box.findChild<QPushButton*>(QStringLiteral("showDetails"))->click();
+      QTRY_VERIFY(started);
+      box.escapeButton()->click();
+    });
+    LinuxPlatform platform;
+    LinuxDesktop(platform).confirm("Remove?", "It goes.", "Remove", "Cancel", [&](std::stop_token stop) {
+      started = true;
+      const QDeadlineTimer limit(5000);
+      while (!stop.stop_requested() && !limit.hasExpired()) QThread::msleep(5);
+      stopped = stop.stop_requested();
+      return QStringList();
+    });
+    QVERIFY(stopped);
   }
 
   void completionDialog_data() {

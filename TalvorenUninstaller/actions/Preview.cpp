@@ -51,8 +51,8 @@ void addSection(QStringList& details, const QString& heading, const QStringList&
 
 }  // namespace
 
-ActionPreview previewAction(Platform& system, const ActionDefinition& action) {
-  RecordingPlatform recorder(system);
+ActionPreview previewAction(Platform& system, const ActionDefinition& action, std::stop_token stop) {
+  RecordingPlatform recorder(system, std::move(stop));
   Uninstaller uninstaller(recorder);
   Report report = (uninstaller.*action.plan)();
   return {recorder.changes(), std::move(report)};

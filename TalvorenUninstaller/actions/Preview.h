@@ -18,7 +18,9 @@ struct ActionPreview {
   Report report;
 };
 
-ActionPreview previewAction(Platform& system, const ActionDefinition& action);
+// Requesting `stop` makes a preview still running end soon; what it then
+// returns is of no use.
+ActionPreview previewAction(Platform& system, const ActionDefinition& action, std::stop_token stop = {});
 
 // What a preview takes for granted, in one line.
 QString previewAssumption();

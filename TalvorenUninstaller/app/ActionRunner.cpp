@@ -32,7 +32,9 @@ void UninstallerApp::runAction(ActionPlan plan) {
 void UninstallerApp::handle(const ActionDefinition& action) {
   // The details are the action's own plan run against a platform that only
   // records, on the system as it is while the question is asked.
-  const auto preview = [this, &action] { return previewDetails(previewAction(platform_, action)); };
+  const auto preview = [this, &action](std::stop_token stop) {
+    return previewDetails(previewAction(platform_, action, std::move(stop)));
+  };
   if (!confirm(text.*action.confirmTitle, text.*action.confirmMessage, text.*action.buttonTitle, preview)) return;
   runAction([this, &action] { return (this->*action.plan)(); });
 }

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <stop_token>
 #include <optional>
 #include <vector>
 
@@ -53,8 +54,10 @@ class DesktopPlatform {
   // --- Dialogs ----------------------------------------------------------------
   // The lines a confirmation shows on request. Called at most once, only when
   // the user asks to see them, and on a thread of its own so that the dialog
-  // stays responsive meanwhile; may be empty, and then nothing is offered.
-  using DetailsProvider = std::function<QStringList()>;
+  // stays responsive meanwhile; once the dialog is answered, stop is
+  // requested and the provider should end soon, its lines unused. May be
+  // empty, and then nothing is offered.
+  using DetailsProvider = std::function<QStringList(std::stop_token stop)>;
 
   // An application-modal warning alert with a default confirming button and a
   // cancel button that answers Escape, offering `details` in the desktop's

@@ -44,7 +44,7 @@ bool RecordingPlatform::isGone(const QString& path) const {
 }
 
 bool RecordingPlatform::fileExists(const QString& path) {
-  if (isGone(path)) return false;
+  if (stop_.stop_requested() || isGone(path)) return false;
   return created_.contains(withoutTrailingSlashes(path)) || real_.fileExists(path);
 }
 
@@ -55,7 +55,7 @@ bool RecordingPlatform::createDirectories(const QString& path) {
 }
 
 std::optional<QByteArray> RecordingPlatform::readFile(const QString& path) {
-  if (isGone(path)) return std::nullopt;
+  if (stop_.stop_requested() || isGone(path)) return std::nullopt;
   return real_.readFile(path);
 }
 
@@ -77,7 +77,10 @@ TrashOutcome RecordingPlatform::moveToTrash(const QString& path, const QString& 
 
 CommandResult RecordingPlatform::runProcess(const QString& program, const QStringList& arguments,
                                             CommandEffect effect) {
-  if (effect == CommandEffect::OnlyAsks) return real_.runProcess(program, arguments, effect);
+  if (effect == CommandEffect::OnlyAsks) {
+    if (stop_.stop_requested()) return {/*status=*/127, {}};
+    return real_.runProcess(program, arguments, effect);
+  }
   record({.kind = RecordedChange::Kind::Run, .program = program, .arguments = arguments});
   return {/*status=*/0, {}};
 }
@@ -88,6 +91,7 @@ void RecordingPlatform::runEventLoop(double seconds) { waitedMs_ += qint64(secon
 
 RunningApplicationList RecordingPlatform::runningApplications(const QString& bundleIdentifier) {
   RunningApplicationList recorded;
+  if (stop_.stop_requested()) return recorded;
   for (auto& application : real_.runningApplications(bundleIdentifier))
     recorded.push_back(std::make_shared<RecordedApplication>(*this, std::move(application)));
   return recorded;

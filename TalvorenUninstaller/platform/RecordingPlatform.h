@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <stop_token>
 #include <vector>
 
 // One change that a RecordingPlatform was asked to make and did not.
@@ -37,9 +38,13 @@ struct RecordedChange {
 // application asked to quit counts as ended. A program that only asks is run
 // for real; one that changes something answers status 0 with no output.
 // Nothing that runs on it can tell it apart from the real one.
+//
+// Once `stop` is requested, the system reads as empty (nothing exists, no
+// program starts, nothing runs), so that whatever still runs on it comes to
+// its end at once; what it records from then on is of no use.
 class RecordingPlatform final : public Platform {
  public:
-  explicit RecordingPlatform(Platform& real) : real_(real) {}
+  explicit RecordingPlatform(Platform& real, std::stop_token stop = {}) : real_(real), stop_(std::move(stop)) {}
 
   // Everything asked for so far, in order.
   const std::vector<RecordedChange>& changes() const { return changes_; }
@@ -60,6 +65,7 @@ class RecordingPlatform final : public Platform {
   RunningApplicationList runningApplications(const QString& bundleIdentifier) override;
 
   std::optional<InputSourceList> inputSources(const QString& sourceIdentifier) override {
+    if (stop_.stop_requested()) return std::nullopt;
     return real_.inputSources(sourceIdentifier);
   }
   std::shared_ptr<InputSource> currentAsciiCapableKeyboardSource() override {
@@ -82,6 +88,7 @@ class RecordingPlatform final : public Platform {
   bool isGone(const QString& path) const;
 
   Platform& real_;
+  std::stop_token stop_;
   std::vector<RecordedChange> changes_;
   QSet<QString> gone_;
   QSet<QString> created_;

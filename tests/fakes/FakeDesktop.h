@@ -58,7 +58,7 @@ class FakeDesktop final : public DesktopPlatform {
                const QString& cancelTitle, const DetailsProvider& details) override {
     system_.journal.append(QStringLiteral("confirm ") + title);
     confirmations.push_back({title, message, confirmTitle, cancelTitle,
-                             showDetails && details ? std::optional(details()) : std::nullopt});
+                             showDetails && details ? std::optional(details({})) : std::nullopt});
     return false;
   }
   void showCompletion(QWidget* window, bool warningStyle, const QString& title, const QStringList& reportLines,

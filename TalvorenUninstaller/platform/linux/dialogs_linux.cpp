@@ -79,9 +79,10 @@ class DetailsPanel final : public QObject {
     connect(button_, &QPushButton::clicked, this, &DetailsPanel::toggle);
   }
 
-  // Waits for details still being worked out: they read the system that the
-  // answer is about to change.
+  // Details still being worked out read the system that the answer is about
+  // to change: they are told to stop, and waited for.
   ~DetailsPanel() override {
+    stop_.request_stop();
     if (worker_) worker_->wait();
   }
 
@@ -98,7 +99,7 @@ class DetailsPanel final : public QObject {
 
   void start() {
     view_->setText(QStringLiteral("Working..."));
-    worker_.reset(QThread::create([this] { lines_ = provider_(); }));
+    worker_.reset(QThread::create([this] { lines_ = provider_(stop_.get_token()); }));
     connect(worker_.get(), &QThread::finished, this, [this] { view_->setLines(lines_); });
     worker_->start();
   }
@@ -106,6 +107,7 @@ class DetailsPanel final : public QObject {
   DesktopPlatform::DetailsProvider provider_;
   QPushButton* button_ = nullptr;
   ReportView* view_ = nullptr;
+  std::stop_source stop_;
   std::unique_ptr<QThread> worker_;
   QStringList lines_;
 };
