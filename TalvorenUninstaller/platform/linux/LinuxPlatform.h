@@ -39,4 +39,8 @@ class LinuxPlatform final : public Platform {
   QByteArray homeTrashPath();
 
   std::optional<QString> home_;
+  // The native form of the path last appended to: a log takes one line at a
+  // time, each under the same path.
+  QString appendPath_;
+  std::optional<QByteArray> appendNative_;
 };
