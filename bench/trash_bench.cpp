@@ -1,10 +1,16 @@
 // Moving small files into the home Trash, per item: ours beside the floor
 // and two common trash tools, each run in a child process of its own,
 // interleaved, every run on a fresh throwaway home whose Trash exists.
-//   trash_bench [RUNS] [ITEMS]   (default: 5 1000)
+//   trash_bench [RUNS] [ITEMS] [FOLDER]   (default: 5 1000 /tmp)
+//
+// FOLDER holds the throwaway homes. On ext4, a file made within minutes of
+// many being removed nearby waits while the inode allocator passes over the
+// recently freed ones (recently_deleted), which on a machine where others
+// build can cost hundreds of microseconds per item and swamp everything
+// else; a tmpfs such as /dev/shm shows the work of the move itself.
 //
 // "ours" is LinuxPlatform::moveToTrash for every item inside one action
-// scope, as an action moves them. The floor (trash_floor.cpp) is what that
+// scope, as an action moves them. The floor (TrashFloor.cpp) is what that
 // behaviour cannot do without. "gio trash" and "trash-put" are each started
 // once with every item as an argument; their figures include their own
 // start-up, which is part of what they cost. Ours and the floor time
@@ -87,9 +93,8 @@ int main(int argc, char** argv) {
   if (argc > 1 && argv[1][0] == '-') return measure(argc, argv);
   const int runs = argc > 1 ? std::atoi(argv[1]) : 5;
   const int count = argc > 2 ? std::atoi(argv[2]) : 1000;
-  char folder[] = "/tmp/trash-bench-XXXXXX";
-  if (::mkdtemp(folder) == nullptr) return 1;
-  const std::string root = folder;
+  std::string root = std::string(argc > 3 ? argv[3] : "/tmp") + "/trash-bench-XXXXXX";
+  if (::mkdtemp(root.data()) == nullptr) return 1;
   const std::string self = bench::selfPath();
 
   int run = 0;
@@ -105,11 +110,12 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s left items behind\n", command[0].c_str());
         std::exit(1);
       }
-      fs::remove_all(home);
+      // Homes stay until the end, so that no run removes files just before
+      // the next makes some (see FOLDER above).
       return sample;
     };
   };
-  std::printf("Moving %d small files into the home Trash, %d runs each\n", count, runs);
+  std::printf("Moving %d small files into the home Trash in %s, %d runs each\n", count, root.c_str(), runs);
   const std::vector<bench::Figures> figures = bench::interleave(
       runs, {variant({self, "--ours"}, true), variant({self, "--floor"}, true),
              variant({"/usr/bin/gio", "trash"}, false), variant({"/usr/bin/trash-put"}, false)});

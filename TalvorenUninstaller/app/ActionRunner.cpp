@@ -1,5 +1,6 @@
 #include "widgets/ReportView.h"
 #include "app/UninstallerApp.h"
+#include "platform/ActionScope.h"
 
 #include <QTimer>
 
@@ -17,8 +18,13 @@ void UninstallerApp::runAction(ActionPlan plan) {
   // A precise timer never fires early, so the plan starts no sooner than the
   // delay; `this` as context drops the plan if the controller goes first.
   QTimer::singleShot(kPlanDelayMs, Qt::PreciseTimer, this, [this, plan = std::move(plan)] {
-    Report report = plan();
-    logReport(report);
+    Report report;
+    {
+      // One action of the platform, from the plan's first step to its log.
+      const ActionScope scope(platform_);
+      report = plan();
+      logReport(report);
+    }
     // The status text and the dialog share the report's lines, never joined:
     // a million lines would be hundreds of megabytes to copy.
     statusView->setLines(report.lines);
