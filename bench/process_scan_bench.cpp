@@ -97,6 +97,8 @@ int measure(const std::string& mode) {
 int compare(int runs, int count) {
   char folder[] = "/tmp/scan-bench-XXXXXX";
   if (::mkdtemp(folder) == nullptr) return 1;
+  // Starting ten thousand processes lifts the load average itself.
+  std::printf("load before starting the processes: %s\n", bench::loadAverage().c_str());
   startProcesses(folder, count);
   ::sleep(1);  // until every exec has happened
   const std::string self = bench::selfPath();
