@@ -53,16 +53,17 @@ ManifestPath normaliseManifestPath(const QString& path, const QString& currentDi
   return normalised;
 }
 
-std::optional<int> appendNormalisedAsciiPath(std::string_view path, std::string_view currentDirectory,
+std::optional<int> appendNormalisedAsciiPath(std::string_view path, const QString& currentDirectory,
                                              std::string& into) {
-  const auto isAscii = [](std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
-  };
-  if (path.empty() || !isAscii(path)) return std::nullopt;
+  const bool ascii = std::all_of(path.begin(), path.end(), [](char c) { return (c & 0x80) == 0; });
+  if (path.empty() || !ascii) return std::nullopt;
   std::string joined;
   if (path.front() != '/') {
-    if (!isAscii(currentDirectory)) return std::nullopt;
-    joined.append(currentDirectory);
+    // The folder's own characters, not its UTF-8: one whose name is not
+    // UTF-8 holds escapes that toUtf8() would turn into "?".
+    if (!std::all_of(currentDirectory.begin(), currentDirectory.end(), [](QChar c) { return c.unicode() < 0x80; }))
+      return std::nullopt;
+    joined = currentDirectory.toStdString();
     if (joined.empty() || joined.back() != '/') joined += '/';
     path = joined.append(path);
   }

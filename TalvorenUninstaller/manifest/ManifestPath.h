@@ -33,7 +33,7 @@ ManifestPath normaliseManifestPath(const QString& path, const QString& currentDi
 // normalised path, which is then also its key, to `into` and returns its
 // depth. Nothing, and `into` as it was, when the path is empty or not ASCII,
 // or is relative and `currentDirectory` is not ASCII: those go the way above.
-std::optional<int> appendNormalisedAsciiPath(std::string_view path, std::string_view currentDirectory,
+std::optional<int> appendNormalisedAsciiPath(std::string_view path, const QString& currentDirectory,
                                              std::string& into);
 
 // The key under which a path counts as the same text as another.

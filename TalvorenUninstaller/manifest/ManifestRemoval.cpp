@@ -128,7 +128,6 @@ PendingComponents pendingComponents(const ManifestOperations& operations, const 
   std::optional<QByteArray> bytes = operations.platform().readFile(operations.install().manifestPath());
   if (!bytes) return {};
   const GroupSet wanted(groups);
-  const std::string directory = currentDirectory.toStdString();
   PendingComponents pending;
   std::string normalised;
   const bool complete = readManifestComponents(*bytes, [&](const ComponentView& view) {
@@ -136,7 +135,7 @@ PendingComponents pendingComponents(const ManifestOperations& operations, const 
     const QString label = operations.manifestLabel(view.id, view.kind, view.removalGroup);
     const Handling handling = handlingOf(view.kind, view.removalGroup);
     normalised.clear();
-    if (const std::optional<int> depth = appendNormalisedAsciiPath(view.path, directory, normalised)) {
+    if (const std::optional<int> depth = appendNormalisedAsciiPath(view.path, currentDirectory, normalised)) {
       pending.add(normalised, *depth, label, handling);
     } else {
       pending.add(normaliseManifestPath(textOf(view.path), currentDirectory), label, handling);

@@ -92,7 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const ManifestPath twice = normaliseManifestPath(once.path, QStringLiteral("/elsewhere"));
     require(once.path == twice.path && once.key == twice.key && once.depth == twice.depth, "normalising twice");
     std::string fromBytes;
-    if (const std::optional<int> depth = appendNormalisedAsciiPath(path.toStdString(), "/Users/example", fromBytes))
+    if (const std::optional<int> depth = appendNormalisedAsciiPath(path.toStdString(), QStringLiteral("/Users/example"), fromBytes))
       require(QString::fromStdString(fromBytes) == once.path && *depth == once.depth, "normalising from bytes");
     const bool safe = app->isSafeManifestRemovalPath(once.path);
     require(safe == app->isSafeManifestRemovalPath(once.path.normalized(QString::NormalizationForm_D)) &&
