@@ -129,7 +129,7 @@ std::optional<bool> readInPieces(const QByteArray& json, size_t pieceBytes, Read
     });
     return aligned ? std::optional<bool>(read) : std::nullopt;
   };
-  if (readFrame(/*hand=*/false) != true) return std::nullopt;
+  if (!readFrame(/*hand=*/false).value_or(false)) return std::nullopt;
 
   std::vector<char> piece;
   for (size_t from = *list; const size_t cut : cuts) {
@@ -155,7 +155,7 @@ std::optional<bool> readInPieces(const QByteArray& json, size_t pieceBytes, Read
 bool readManifestComponents(const QByteArray& json, const ComponentReceiver& receive, size_t pieceBytes) {
   ComponentView component;
   qsizetype handed = 0;
-  qsizetype skipped = -1;  // read again whole: the items already handed on
+  qsizetype skipped = -1;  // once read again whole: how many were handed on before
   const auto readItem = [&](StrictReader& reader, od::value item, bool hand) {
     if (!reader.readComponent(item, component)) return false;
     if (hand && handed++ >= skipped) receive(component);

@@ -54,7 +54,7 @@ std::uint32_t PendingComponents::labelNumber(const QString& label) {
 }
 
 const char* PendingComponents::store(std::string_view key) {
-  if (key.size() > blockRoom_) {
+  if (blockEnd_ == nullptr || key.size() > blockRoom_) {
     const size_t size = std::max(kBlockBytes, key.size());
     blocks_.push_back(std::make_unique_for_overwrite<char[]>(size));
     blockEnd_ = blocks_.back().get();
@@ -95,7 +95,9 @@ void PendingComponents::sort() {
   // The keys, stored in the order they were read, are now reached in quite
   // another; laid out again in the order they are handled, the walk over
   // them reads memory front to back instead of missing the cache at each.
-  std::vector<std::unique_ptr<char[]>> blocks = std::move(blocks_);
+  const std::vector<std::unique_ptr<char[]>> blocks = std::move(blocks_);
+  blocks_.clear();
+  blockEnd_ = nullptr;
   blockRoom_ = 0;
   for (Component& component : components_) component.key = store(keyOf(component));
 }

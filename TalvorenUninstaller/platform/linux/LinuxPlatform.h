@@ -15,7 +15,8 @@
 // ".app" bundle with an Info.plist, and the program's bundle is the folder
 // that holds its executable. Definitions are split by area into *_linux.cpp
 // files. Every path crosses to the system through NativePath.h, and the home
-// is decided once per platform object. It needs Qt Core only.
+// is decided once per platform object; within an action each trash folder is
+// checked once (trash_linux.cpp). It needs Qt Core only.
 class LinuxPlatform final : public Platform {
  public:
   QString homeDirectory() override;
