@@ -31,12 +31,13 @@ void require(bool holds, const char* what) {
   std::abort();
 }
 
-// Whether it was read, and the paths handed over.
-std::pair<bool, QStringList> readInPieces(const QByteArray& bytes, size_t pieceBytes) {
+// The paths handed over, or nothing when the manifest is unusable (what was
+// handed over before the fault was found is of no account).
+std::optional<QStringList> readInPieces(const QByteArray& bytes, size_t pieceBytes) {
   QStringList paths;
   const bool read = readManifestComponents(
       bytes, [&](const ComponentView& component) { paths << textOf(component.path); }, pieceBytes);
-  return {read, paths};
+  return read ? std::optional(paths) : std::nullopt;
 }
 
 QStringList pathsOf(const QByteArray& bytes) {
