@@ -1,3 +1,4 @@
+#include "platform/ActionScope.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/NativeFiles.h"
 #include "platform/linux/NativePath.h"
@@ -56,7 +57,13 @@ void LinuxPlatform::endAction() {
   if (--actionDepth_ == 0) action_.reset();
 }
 
-TrashOutcome LinuxPlatform::moveToTrash(const QString& path, const QString&) {
+TrashOutcome LinuxPlatform::moveToTrash(const QString& path, const QString& label) {
+  // Outside an action, a move is an action of its own: its trash is opened
+  // and checked for it alone.
+  if (!action_) {
+    const ActionScope single(*this);
+    return moveToTrash(path, label);
+  }
   const std::optional<QByteArray> native = encodeNativePath(path);
   if (!native || native->isEmpty()) return {false, errnoText(ENOENT)};
   // A missing item needs no look of its own: its rename fails, and the
@@ -69,15 +76,6 @@ TrashOutcome LinuxPlatform::moveToTrash(const QString& path, const QString&) {
   // folder holding the item tells its file system, since a file on a layered
   // file system may report the device of the layer it comes from.
   const dev_t device = deviceOf(parentFolder(item));
-  if (!action_) {
-    const QByteArray trash = homeTrashPath();
-    if (device == deviceOf(trash)) return TrashFolder::openHome(trash).moveIn(item, item);
-    QString error;
-    const std::optional<TopDirectoryPlace> place = topDirectoryPlace(item, error);
-    if (!place) return {false, error};
-    return TrashFolder::openTopDirectory(place->top).moveIn(item, place->belowTop);
-  }
-
   if (!action_->home) {
     const QByteArray trash = homeTrashPath();
     action_->home = std::pair(trash, deviceOf(trash));
