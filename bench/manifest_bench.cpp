@@ -121,6 +121,7 @@ int main(int argc, char** argv) {
       if (samples[0][run].note != samples[1][run].note) {
         std::printf("  the logs differ (report lines, log bytes): ours %s, floor %s\n", samples[0][run].note.c_str(),
                     samples[1][run].note.c_str());
+        fs::remove_all(home);
         return 1;
       }
     std::printf("  ours  %-44s peak %6.1f MiB (limit: file + 150 = %.0f MiB)\n", bench::timeText(figures[0]).c_str(),
