@@ -3,9 +3,9 @@
 // are not UTF-8, reads and writes of unusual files, read-only mounts. CTest
 // runs it in a mount namespace of its own, so no mount reaches the host.
 #include "actions/Uninstaller.h"
+#include "platform/ActionScope.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/NativePath.h"
-#include "platform/linux/TrashFolder.h"
 #include "support/Tables.h"
 
 #include <QCoreApplication>
@@ -290,24 +290,30 @@ class LinuxTrashTest : public QObject {
     if (row["volume"].toBool()) QVERIFY(::umount(QFile::encodeName(top).constData()) == 0);
   }
 
-  // The trash that was checked is the one used: after it was opened, its
-  // folder is swapped for a link to another (as an account that may rename
-  // entries at the top of a shared volume could); the item still lands in
-  // the folder that was checked.
-  void itemLandsInTheTrashThatWasChecked() {
+  // The trash that was checked is the one used: within one action, the
+  // trash checked for the first item takes every later one, even after its
+  // folder was swapped for a link to another (as an account that may rename
+  // entries at the top of a shared volume could); the next action checks
+  // afresh, and refuses the link.
+  void anActionUsesTheTrashItChecked() {
     const QString volume = home_ + "/volume";
+    const QString checked = volume + "/.Trash-" + uid_;
     QVERIFY(mountAt(volume));
-    makeFile(volume + "/item");
+    for (const QString name : {"first", "second", "third"}) makeFile(volume + '/' + name);
     {
-      const TrashFolder trash = TrashFolder::openTopDirectory(QFile::encodeName(volume));
-      QVERIFY2(trash.problem().isEmpty(), qPrintable(trash.problem()));
-      const QString checked = volume + "/.Trash-" + uid_;
+      const ActionScope action(platform_);
+      QVERIFY(platform_.moveToTrash(volume + "/first", "item").moved);
       QVERIFY(QDir().rename(checked, volume + "/checked"));
       QVERIFY(QDir().mkpath(volume + "/decoy/files") && QDir().mkpath(volume + "/decoy/info"));
       QVERIFY(QFile::link(volume + "/decoy", checked));
-      QVERIFY(trash.moveIn(QFile::encodeName(volume + "/item"), "item").moved);
-    }  // the trash's folders are closed, so the volume can be unmounted
-    QCOMPARE(entries(volume + "/checked/files"), QStringList{"item"});
+      QVERIFY(platform_.moveToTrash(volume + "/second", "item").moved);
+    }  // the action's trash folders are closed, so the volume can be unmounted
+    {
+      const ActionScope next(platform_);
+      const TrashOutcome refused = platform_.moveToTrash(volume + "/third", "item");
+      QVERIFY2(!refused.moved && refused.error.endsWith("is a symbolic link"), qPrintable(refused.error));
+    }
+    QCOMPARE(entries(volume + "/checked/files"), QStringList({"first", "second"}));
     QCOMPARE(entries(volume + "/decoy/files") + entries(volume + "/decoy/info"), QStringList());
     QVERIFY(::umount(QFile::encodeName(volume).constData()) == 0);
   }

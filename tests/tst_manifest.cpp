@@ -2,6 +2,7 @@
 // removal order) and its strict decoding beside the summary's lenient count.
 #include "actions/Uninstaller.h"
 #include "fakes/FakePlatform.h"
+#include "manifest/ManifestJson.h"
 #include "manifest/ManifestPath.h"
 #include "base/TalvorenInstall.h"
 #include "platform/linux/LinuxPlatform.h"
@@ -62,6 +63,10 @@ class ManifestTest : public QObject {
     const ManifestPath result = normaliseManifestPath(row["path"].toString(), "/work/dir");
     QCOMPARE(result.path, row["normalised"].toString());
     QCOMPARE(result.depth, row["depth"].toInt());
+    // A path in ASCII is normalised straight from its bytes, to the same.
+    std::string fromBytes;
+    const std::optional<int> depth = appendNormalisedAsciiPath(row["path"].toString().toStdString(), "/work/dir", fromBytes);
+    if (depth) QCOMPARE(QString::fromStdString(fromBytes) + ' ' + QString::number(*depth), result.path + ' ' + QString::number(result.depth));
   }
 
   void safety_data() { addTableRows("manifest", "safety"); }
@@ -88,7 +93,9 @@ class ManifestTest : public QObject {
   }
 
   // The JSON conformance cases come after the table, each as the value of a
-  // key that the manifest does not use: y_ texts are JSON, n_ texts are not.
+  // key that the manifest does not use after a list of two components: y_
+  // texts are JSON, n_ texts are not. Every row is also read in pieces cut
+  // between any two components, which must give the same answers.
   void decoding_data() {
     addTableRows("manifest", "decoding");
     const QFileInfoList cases =
@@ -97,8 +104,10 @@ class ManifestTest : public QObject {
     for (const QFileInfo& file : cases) {
       QFile text(file.filePath());
       QVERIFY(text.open(QIODevice::ReadOnly));
-      const int valid = file.fileName().startsWith("y_") ? 0 : -1;
-      QString bytes = R"({"components": [], "case": )";
+      const int valid = file.fileName().startsWith("y_") ? 2 : -1;
+      const QString component = R"({"id": "c", "kind": "file", "path": "/p", "status": "installed", "source": "s",)"
+                                R"( "installedByTalvoren": true, "removalGroup": "model", "details": {}})";
+      QString bytes = R"({"components": [)" + component + ',' + component + R"(], "case": )";
       for (const char byte : text.readAll()) bytes += QString::asprintf("\\x%02x", uchar(byte));
       bytes += '}';
       QTest::newRow(qPrintable(file.fileName())) << QJsonObject{{"bytes", bytes}, {"decoded", valid}, {"counted", valid}};
@@ -109,6 +118,16 @@ class ManifestTest : public QObject {
     const QByteArray bytes = bytesOf(row["bytes"]);
     const std::optional<InstallManifest> manifest = decodeInstallManifest(bytes);
     QCOMPARE(manifest ? int(manifest->components.size()) : -1, row["decoded"].toInt());
+    // What an unusable manifest handed on before its fault was found is of
+    // no account.
+    const auto handedOver = [&bytes](size_t pieceBytes) {
+      QStringList handed;
+      const bool read = readManifestComponents(
+          bytes, [&](const ComponentView& component) { handed << textOf(component.path); }, pieceBytes);
+      return read ? handed : QStringList{"unusable"};
+    };
+    QCOMPARE(handedOver(/*pieceBytes=*/1), handedOver(kManifestPieceBytes));
+    QCOMPARE(countManifestComponents(bytes, /*pieceBytes=*/1), countManifestComponents(bytes));
     FakePlatform platform;
     platform.addFile(kManifest, bytes);
     const int counted = row["counted"].toInt();

@@ -1,5 +1,7 @@
 #include "actions/Preview.h"
 
+#include "platform/ActionScope.h"
+
 namespace {
 
 using Kind = RecordedChange::Kind;
@@ -54,6 +56,7 @@ void addSection(QStringList& details, const QString& heading, const QStringList&
 ActionPreview previewAction(Platform& system, const ActionDefinition& action, std::stop_token stop) {
   RecordingPlatform recorder(system, std::move(stop));
   Uninstaller uninstaller(recorder);
+  const ActionScope scope(recorder);
   Report report = (uninstaller.*action.plan)();
   return {recorder.changes(), std::move(report)};
 }

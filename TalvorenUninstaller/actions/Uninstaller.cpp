@@ -1,6 +1,7 @@
 #include "actions/Uninstaller.h"
 
 #include "actions/Actions.h"
+#include "platform/ActionScope.h"
 
 void Uninstaller::logReport(Report& report) {
   log_.appendReport(report.lines);
@@ -8,6 +9,7 @@ void Uninstaller::logReport(Report& report) {
 }
 
 Report Uninstaller::run(const ActionDefinition& action) {
+  const ActionScope scope(platform_);
   Report report = (this->*action.plan)();
   logReport(report);
   return report;

@@ -26,6 +26,7 @@ class Uninstaller : public ManifestOperations {
   // Appends a finished plan's report to the log, then adds the line that names
   // the log: that line belongs to what is shown, not to what is logged.
   void logReport(Report& report);
-  // Runs the action's plan and logs its report, as above.
+  // Runs the action's plan and logs its report, as above, as one action of
+  // the platform (see ActionScope).
   Report run(const ActionDefinition& action);
 };

@@ -1,4 +1,5 @@
 #include "app/UninstallerApp.h"
+#include "platform/ActionScope.h"
 
 #include "actions/Preview.h"
 #include "widgets/ReportView.h"
@@ -19,8 +20,13 @@ void UninstallerApp::runAction(ActionPlan plan) {
   // A precise timer never fires early, so the plan starts no sooner than the
   // delay; `this` as context drops the plan if the controller goes first.
   QTimer::singleShot(kPlanDelayMs, Qt::PreciseTimer, this, [this, plan = std::move(plan)] {
-    Report report = plan();
-    logReport(report);
+    Report report;
+    {
+      // One action of the platform, from the plan's first step to its log.
+      const ActionScope scope(platform_);
+      report = plan();
+      logReport(report);
+    }
     // The status text and the dialog share the report's lines, never joined:
     // a million lines would be hundreds of megabytes to copy.
     statusView->setLines(report.lines);

@@ -7,6 +7,8 @@
 #include <QFileInfo>
 #include <QStringEncoder>
 
+#include <algorithm>
+
 namespace {
 
 // A report goes out in appends of about this many bytes, each ending with a
@@ -22,7 +24,7 @@ const QString& UninstallLog::path() const { return install_.uninstallerLogPath()
 void UninstallLog::append(const QString& line) const { appendBytes((line + QLatin1Char('\n')).toUtf8()); }
 
 void UninstallLog::appendReport(const QStringList& lines) const {
-  QByteArray chunk = '\n' + stamped(QStringLiteral("Action report:")).toUtf8() + '\n';
+  QByteArray chunk = '\n' + stampNow() + "Action report:\n";
   chunk.reserve(kAppendBytes);
   QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
   for (const QString& line : lines) {
@@ -58,10 +60,32 @@ void UninstallLog::appendBytes(const QByteArray& bytes) const {
   if (platform_.createDirectories(QFileInfo(path()).path())) platform_.appendToFile(path(), bytes);
 }
 
-void UninstallLog::write(const QString& message) const { append(stamped(message)); }
+// The same bytes as append(stamped(message)), the stamp being ASCII, made in
+// a buffer kept from line to line.
+void UninstallLog::write(const QString& message) const {
+  const QByteArray& stamp = stampNow();
+  // As in appendReport, the encoder would write U+FFFD where toUtf8() writes "?".
+  if (!message.isValidUtf16()) return appendBytes(stamp + message.toUtf8() + '\n');
+  QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
+  line_.resize(stamp.size() + encoder.requiredSpace(message.size()) + 1);
+  char* end = std::copy(stamp.begin(), stamp.end(), line_.data());
+  end = encoder.appendToBuffer(end, message);
+  *end++ = '\n';
+  line_.truncate(end - line_.constData());
+  appendBytes(line_);
+}
 
-QString UninstallLog::stamped(const QString& message) const {
-  return QLatin1Char('[') + timestamp(platform_.currentTime()) + QStringLiteral("] ") + message;
+QString UninstallLog::stamped(const QString& message) const { return QString::fromLatin1(stampNow()) + message; }
+
+const QByteArray& UninstallLog::stampNow() const {
+  const QDateTime now = platform_.currentTime();
+  const qint64 milliseconds = now.toMSecsSinceEpoch();
+  const qint64 second = milliseconds / 1000 - (milliseconds % 1000 < 0 ? 1 : 0);
+  if (stamp_.isEmpty() || second != stampSecond_) {
+    stamp_ = '[' + timestamp(now).toLatin1() + "] ";
+    stampSecond_ = second;
+  }
+  return stamp_;
 }
 
 QString UninstallLog::timestamp(const QDateTime& time) {

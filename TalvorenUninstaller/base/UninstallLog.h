@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -33,7 +34,14 @@ class UninstallLog {
 
  private:
   void appendBytes(const QByteArray& bytes) const;
+  // "[" + the time stamp of now + "] ", in UTF-8.
+  const QByteArray& stampNow() const;
 
   Platform& platform_;
   const TalvorenInstall& install_;
+  // The stamp is made once per second: a removal may log a line for each of
+  // hundreds of thousands of components within a few seconds.
+  mutable QByteArray stamp_;
+  mutable qint64 stampSecond_ = 0;
+  mutable QByteArray line_;
 };

@@ -2,6 +2,8 @@
 
 #include "base/Talvoren.h"
 
+#include <QStringBuilder>
+
 namespace {
 
 const QString kScriptPrefix = QStringLiteral("tell application \"Finder\" to delete POSIX file \"");
@@ -16,18 +18,21 @@ QString appleScriptStringBody(QString path) {
 
 }  // namespace
 
+// Each line is built in one piece (QStringBuilder's %): a large removal
+// reports and logs a line for each of hundreds of thousands of items.
 void CleanupOperations::trash(const QString& path, const QString& label, Report& report) {
-  const QString subject = label + QStringLiteral(": ");
+  const QLatin1String separator(": ");
   if (!platform_.fileExists(path)) {
-    report.skipped(subject + text.notFound);
-    log_.write(subject + text.notFound + QStringLiteral(" at ") + path);
+    report.skipped(label % separator % text.notFound);
+    log_.write(label % separator % text.notFound % QLatin1String(" at ") % path);
     return;
   }
+  const QString subject = label + separator;
 
   const TrashOutcome moved = platform_.moveToTrash(path, label);
   if (moved.moved) {
-    report.ok(subject + text.movedToTrash);
-    log_.write(subject + text.movedToTrash + QStringLiteral(" from ") + path);
+    report.ok(subject % text.movedToTrash);
+    log_.write(subject % text.movedToTrash % QLatin1String(" from ") % path);
     return;
   }
   log_.write(subject + QStringLiteral("FileManager trash failed for ") + path + QStringLiteral(": ") + moved.error);

@@ -1,10 +1,9 @@
 #include "manifest/ManifestJson.h"
 
-#include <simdjson.h>
+#include "manifest/StrictJsonReader.h"
 
-#include <algorithm>
-#include <cstring>
-#include <utility>
+#include <string_view>
+#include <vector>
 
 // What RFC 8259 leaves to the reader, decided here once for both readings:
 // - A UTF-8 byte-order mark before the text is passed over, as the platform's
@@ -23,264 +22,162 @@
 // - "\u0000" is a character like any other inside a string.
 //
 // The parser reads ahead in 64-byte blocks and checks UTF-8, unescaped control
-// characters and unclosed strings over the whole text before anything else,
+// characters and unclosed strings over the whole text it is given (a piece, see
+// below) before anything else,
 // but it checks a value's own grammar (an escape, a number, a literal, the
 // commas of a nested array) only when that value is read. So every value is
 // read here, including those that the program has no use for.
+//
+// A long manifest is read in pieces of about a quarter of a megabyte: the
+// components between two cuts as an array of their own, and the text around
+// the list with the components after the last cut as one text (the frame).
+// The parser's index of a piece and the text it walks stay in the cache, so
+// this is faster than one pass over the whole text, and the index is that of
+// a piece rather than of the whole text (for a million components, 150 MB
+// less). Where to cut is only guessed, from the look of the text; the reading
+// of the pieces proves the guess right. The frame is read first and must hold
+// the list just where the cuts assume it; each piece must read as whole
+// components. Then the text is valid exactly when every piece is, with the
+// same components in the same order, because JSON's grammar puts them
+// together again. A piece that does not read sends the reading back to the
+// whole text, which gives the answer.
 
 namespace {
 
 namespace od = simdjson::ondemand;
+using strict_json::StrictReader;
 
-// Below the parser's own limit (1024), which it does not check while reading.
-constexpr size_t kMaxDepth = 1000;
-constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
+bool isJsonSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-// One bit per field of a component, to tell a missing or repeated one.
-enum FieldBit : unsigned {
-  kUnknown = 0,
-  kId = 1 << 0,
-  kKind = 1 << 1,
-  kPath = 1 << 2,
-  kStatus = 1 << 3,
-  kSource = 1 << 4,
-  kInstalled = 1 << 5,
-  kGroup = 1 << 6,
-  kDetails = 1 << 7,
-  kEveryField = (1 << 8) - 1,
-};
-
-FieldBit fieldBit(std::string_view key) {
-  if (key == "id") return kId;
-  if (key == "kind") return kKind;
-  if (key == "path") return kPath;
-  if (key == "status") return kStatus;
-  if (key == "source") return kSource;
-  if (key == "installedByTalvoren") return kInstalled;
-  if (key == "removalGroup") return kGroup;
-  if (key == "details") return kDetails;
-  return kUnknown;
+size_t skipSpace(std::string_view text, size_t at) {
+  while (at < text.size() && isJsonSpace(text[at])) ++at;
+  return at;
 }
 
-class StrictReader {
- public:
-  // Parses in place when the buffer leaves the parser room to read past the
-  // data, which a file read for this purpose does; otherwise over a copy.
-  bool open(const QByteArray& json) {
-    const size_t mark = json.startsWith(kByteOrderMark) ? sizeof kByteOrderMark - 1 : 0;
-    const char* data = json.constData() + mark;
-    const size_t size = size_t(json.size()) - mark;
-    // A buffer that is not the array's own (raw data) reports no capacity.
-    const size_t spare = size_t(std::max(json.capacity(), json.size()) - json.size());
-    simdjson::padded_string_view view(data, size, size + spare);
-    if (spare < simdjson::SIMDJSON_PADDING) {
-      copy_ = simdjson::padded_string(data, size);
-      view = copy_;
-    }
-    end_ = view.data() + view.size();
-    return parser_.iterate(view).get(document_) == simdjson::SUCCESS;
+// The offset just after the '[' of the first "components" key followed by
+// ':' and '['. Only a guess: the frame's reading confirms it.
+std::optional<size_t> listStart(std::string_view text) {
+  constexpr std::string_view kKey = "\"components\"";
+  for (size_t at = text.find(kKey); at != std::string_view::npos; at = text.find(kKey, at + 1)) {
+    const size_t colon = skipSpace(text, at + kKey.size());
+    if (colon == text.size() || text[colon] != ':') continue;
+    const size_t open = skipSpace(text, colon + 1);
+    if (open < text.size() && text[open] == '[') return open + 1;
   }
+  return std::nullopt;
+}
 
-  // Walks the top-level object, handing the value of "components" to
-  // `readList` and checking every other value.
-  template <typename ReadList>
-  bool readTopLevel(ReadList&& readList) {
-    od::object top;
-    if (document_.get_object().get(top) != simdjson::SUCCESS) return false;
-    bool listSeen = false;
-    for (auto member : top) {
-      od::field field;
-      std::string_view key;
-      if (std::move(member).get(field) != simdjson::SUCCESS || !readKey(field, key)) return false;
-      if (key != "components") {
-        if (!checkValue(field.value(), 1)) return false;
-        continue;
-      }
-      if (listSeen || !readList(field.value())) return false;
-      listSeen = true;
-    }
-    return listSeen && atEnd();
+// The first comma at or after `from` that looks as if it stood between two
+// components: '}', ',' and '{', with white space between. A guess too.
+std::optional<size_t> nextCut(std::string_view text, size_t from) {
+  for (size_t at = text.find('}', from); at != std::string_view::npos; at = text.find('}', at + 1)) {
+    const size_t comma = skipSpace(text, at + 1);
+    if (comma == text.size() || text[comma] != ',') continue;
+    const size_t open = skipSpace(text, comma + 1);
+    if (open < text.size() && text[open] == '{') return comma;
   }
+  return std::nullopt;
+}
 
-  bool readComponent(od::value value, ComponentView& into) {
-    od::object object;
-    if (value.get_object().get(object) != simdjson::SUCCESS) return false;
-    into.details.clear();
-    unsigned seen = 0;
-    for (auto member : object) {
-      od::field field;
-      std::string_view key;
-      if (std::move(member).get(field) != simdjson::SUCCESS || !readKey(field, key)) return false;
-      const FieldBit bit = fieldBit(key);
-      if ((seen & bit) != 0 || !readField(bit, field.value(), into)) return false;
-      seen |= bit;
-    }
-    return seen == kEveryField;
+// Each element of the list `list`, read by `readItem(reader, item, hand)`,
+// which checks the item and, when `hand` is set, hands it on.
+template <typename ReadItem>
+bool readList(StrictReader& reader, od::value list, ReadItem& readItem, bool hand) {
+  od::array array;
+  if (list.get_array().get(array) != simdjson::SUCCESS) return false;
+  for (auto element : array) {
+    od::value item;
+    if (std::move(element).get(item) != simdjson::SUCCESS || !readItem(reader, item, hand)) return false;
   }
+  return true;
+}
 
-  // Any JSON value, read to its end and thrown away.
-  bool checkValue(od::value value, size_t depth) {
-    od::json_type type;
-    if (value.type().get(type) != simdjson::SUCCESS) return false;
-    switch (type) {
-      case od::json_type::object:
-        return checkObject(value, depth + 1);
-      case od::json_type::array:
-        return checkArray(value, depth + 1);
-      case od::json_type::string: {
-        std::string_view text;
-        return readString(value, text);
-      }
-      case od::json_type::number: {
-        double number = 0;
-        return value.get_double().get(number) == simdjson::SUCCESS;
-      }
-      case od::json_type::boolean: {
-        bool flag = false;
-        return value.get_bool().get(flag) == simdjson::SUCCESS;
-      }
-      case od::json_type::null: {
-        bool isNull = false;
-        return value.is_null().get(isNull) == simdjson::SUCCESS && isNull;
-      }
-    }
-    return false;
+template <typename ReadItem>
+bool readWhole(const QByteArray& json, ReadItem& readItem) {
+  od::parser parser;
+  StrictReader reader(parser);
+  return reader.open(json) && reader.readTopLevel([&](od::value list) { return readList(reader, list, readItem, true); });
+}
+
+// The reading in pieces (see the top of this file); nothing when the text is
+// not cut, or when a guess proves wrong: then the whole text is to be read,
+// after the items handed on so far.
+template <typename ReadItem>
+std::optional<bool> readInPieces(const QByteArray& json, size_t pieceBytes, ReadItem& readItem) {
+  const std::string_view text(json.constData(), size_t(json.size()));
+  const std::optional<size_t> list = text.size() > pieceBytes ? listStart(text) : std::nullopt;
+  if (!list) return std::nullopt;
+  std::vector<size_t> cuts;
+  for (size_t from = *list; from + pieceBytes < text.size();) {
+    const std::optional<size_t> cut = nextCut(text, from + pieceBytes);
+    if (!cut) break;
+    cuts.push_back(*cut);
+    from = *cut + 1;
   }
+  if (cuts.empty()) return std::nullopt;
 
-  bool isObject(od::value value) {
-    od::json_type type;
-    return value.type().get(type) == simdjson::SUCCESS && type == od::json_type::object;
+  od::parser parser;
+  QByteArray frame;
+  frame.reserve(qsizetype(*list + text.size() - cuts.back()) + qsizetype(simdjson::SIMDJSON_PADDING));
+  frame.append(text.substr(0, *list)).append(text.substr(cuts.back() + 1));
+  const auto readFrame = [&](bool hand) {
+    StrictReader reader(parser);
+    bool aligned = false;
+    const bool read = reader.open(frame) && reader.readTopLevel([&](od::value value) {
+      aligned = value.raw_json_token().data() == frame.constData() + *list - 1;
+      return aligned && readList(reader, value, readItem, hand);
+    });
+    return aligned ? std::optional<bool>(read) : std::nullopt;
+  };
+  if (!readFrame(/*hand=*/false).value_or(false)) return std::nullopt;
+
+  std::vector<char> piece;
+  for (size_t from = *list; const size_t cut : cuts) {
+    piece.assign(1, '[');
+    piece.insert(piece.end(), text.begin() + qsizetype(from), text.begin() + qsizetype(cut));
+    piece.push_back(']');
+    const size_t size = piece.size();
+    piece.resize(size + simdjson::SIMDJSON_PADDING);
+    StrictReader reader(parser);
+    bool any = false;
+    const bool read = reader.open(piece.data(), size) && reader.readArray([&](od::value item) {
+      any = true;
+      return readItem(reader, item, /*hand=*/true);
+    });
+    if (!read || !any) return std::nullopt;
+    from = cut + 1;
   }
-
- private:
-  bool readField(FieldBit bit, od::value value, ComponentView& into) {
-    switch (bit) {
-      case kId:
-        return readString(value, into.id);
-      case kKind:
-        return readString(value, into.kind);
-      case kPath:
-        return readString(value, into.path);
-      case kStatus:
-        return readString(value, into.status);
-      case kSource:
-        return readString(value, into.source);
-      case kGroup:
-        return readString(value, into.removalGroup);
-      case kInstalled:
-        return value.get_bool().get(into.installedByTalvoren) == simdjson::SUCCESS;
-      case kDetails:
-        return readDetails(value, into.details);
-      default:
-        return checkValue(value, 3);
-    }
-  }
-
-  bool readDetails(od::value value, std::vector<std::pair<std::string_view, std::string_view>>& into) {
-    od::object object;
-    if (value.get_object().get(object) != simdjson::SUCCESS) return false;
-    for (auto member : object) {
-      od::field field;
-      std::pair<std::string_view, std::string_view> entry;
-      if (std::move(member).get(field) != simdjson::SUCCESS || !readKey(field, entry.first) ||
-          !readString(field.value(), entry.second))
-        return false;
-      into.push_back(entry);
-    }
-    return true;
-  }
-
-  bool checkObject(od::value value, size_t depth) {
-    od::object object;
-    if (depth > kMaxDepth || value.get_object().get(object) != simdjson::SUCCESS) return false;
-    for (auto member : object) {
-      od::field field;
-      std::string_view key;
-      if (std::move(member).get(field) != simdjson::SUCCESS || !readKey(field, key) || !checkValue(field.value(), depth))
-        return false;
-    }
-    return true;
-  }
-
-  bool checkArray(od::value value, size_t depth) {
-    od::array array;
-    if (depth > kMaxDepth || value.get_array().get(array) != simdjson::SUCCESS) return false;
-    for (auto element : array) {
-      od::value item;
-      if (std::move(element).get(item) != simdjson::SUCCESS || !checkValue(item, depth)) return false;
-    }
-    return true;
-  }
-
-  // A string value. Without a backslash its text is the bytes between the
-  // quotes, already checked; with one the parser unescapes and checks it into
-  // its own buffer. Most texts have none, which saves both the copy and the
-  // memory.
-  bool readString(od::value value, std::string_view& into) {
-    const std::string_view token = value.raw_json_token();  // up to the next token
-    const size_t close = token.rfind('"');
-    if (token.empty() || token.front() != '"' || close == 0 || close == std::string_view::npos) return false;
-    const std::string_view text = token.substr(1, close - 1);
-    if (text.find('\\') == std::string_view::npos) {
-      into = text;
-      return true;
-    }
-    return value.get_string().get(into) == simdjson::SUCCESS;
-  }
-
-  // A key, read the same way as a string value.
-  bool readKey(od::field& field, std::string_view& into) {
-    const char* text = field.key().raw();
-    const void* quote = std::memchr(text, '"', size_t(end_ - text));
-    if (quote == nullptr) return false;
-    const size_t length = size_t(static_cast<const char*>(quote) - text);
-    if (std::memchr(text, '\\', length) == nullptr) {
-      into = std::string_view(text, length);
-      return true;
-    }
-    return field.unescaped_key().get(into) == simdjson::SUCCESS;
-  }
-
-  // Nothing but white space may follow the top-level value.
-  bool atEnd() { return document_.current_location().error() == simdjson::OUT_OF_BOUNDS; }
-
-  simdjson::padded_string copy_;
-  od::parser parser_;
-  od::document document_;
-  const char* end_ = nullptr;
-};
+  return readFrame(/*hand=*/true);
+}
 
 }  // namespace
 
-bool readManifestComponents(const QByteArray& json, const ComponentReceiver& receive) {
-  StrictReader reader;
-  if (!reader.open(json)) return false;
+bool readManifestComponents(const QByteArray& json, const ComponentReceiver& receive, size_t pieceBytes) {
   ComponentView component;
-  return reader.readTopLevel([&](od::value list) {
-    od::array array;
-    if (list.get_array().get(array) != simdjson::SUCCESS) return false;
-    for (auto element : array) {
-      od::value item;
-      if (std::move(element).get(item) != simdjson::SUCCESS || !reader.readComponent(item, component)) return false;
-      receive(component);
-    }
+  qsizetype handed = 0;
+  qsizetype skipped = -1;  // once read again whole: how many were handed on before
+  const auto readItem = [&](StrictReader& reader, od::value item, bool hand) {
+    if (!reader.readComponent(item, component)) return false;
+    if (hand && handed++ >= skipped) receive(component);
     return true;
-  });
+  };
+  if (const std::optional<bool> read = readInPieces(json, pieceBytes, readItem)) return *read;
+  skipped = handed;
+  handed = 0;
+  return readWhole(json, readItem);
 }
 
-std::optional<qsizetype> countManifestComponents(const QByteArray& json) {
-  StrictReader reader;
-  if (!reader.open(json)) return std::nullopt;
+std::optional<qsizetype> countManifestComponents(const QByteArray& json, size_t pieceBytes) {
   qsizetype count = 0;
-  const bool counted = reader.readTopLevel([&](od::value list) {
-    od::array array;
-    if (list.get_array().get(array) != simdjson::SUCCESS) return false;
-    for (auto element : array) {
-      od::value item;
-      if (std::move(element).get(item) != simdjson::SUCCESS || !reader.isObject(item) || !reader.checkValue(item, 2)) return false;
-      ++count;
-    }
+  const auto countItem = [&](StrictReader& reader, od::value item, bool hand) {
+    if (!reader.isObject(item) || !reader.checkObjectValue(item, 2)) return false;
+    count += hand ? 1 : 0;
     return true;
-  });
-  return counted ? std::optional<qsizetype>(count) : std::nullopt;
+  };
+  std::optional<bool> read = readInPieces(json, pieceBytes, countItem);
+  if (!read) {
+    count = 0;
+    read = readWhole(json, countItem);
+  }
+  return *read ? std::optional<qsizetype>(count) : std::nullopt;
 }

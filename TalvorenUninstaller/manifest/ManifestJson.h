@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -33,12 +34,18 @@ inline QString textOf(std::string_view utf8) { return QString::fromUtf8(utf8.dat
 
 using ComponentReceiver = std::function<void(const ComponentView&)>;
 
+// A long manifest is read in pieces of about this many bytes (see
+// ManifestJson.cpp). The answers do not depend on it; tests read in pieces of
+// a single byte, which cuts between any two components, to hold them to that.
+inline constexpr size_t kManifestPieceBytes = size_t(256) << 10;
+
 // Reads a manifest strictly: every component complete and well typed, the
 // whole text valid JSON. Hands each component to `receive` in file order as it
 // goes; false means the manifest as a whole is unusable, even when some
 // components were handed over before the fault was found.
-bool readManifestComponents(const QByteArray& json, const ComponentReceiver& receive);
+bool readManifestComponents(const QByteArray& json, const ComponentReceiver& receive,
+                            size_t pieceBytes = kManifestPieceBytes);
 
 // The summary's reading: the number of elements of "components" when the text
 // is valid JSON, its top level an object and "components" an array of objects.
-std::optional<qsizetype> countManifestComponents(const QByteArray& json);
+std::optional<qsizetype> countManifestComponents(const QByteArray& json, size_t pieceBytes = kManifestPieceBytes);

@@ -1,25 +1,24 @@
 #include "manifest/ManifestOperations.h"
 
 #include "base/Talvoren.h"
+#include "manifest/ManifestJson.h"
 
-QString ManifestOperations::manifestLabel(const ManifestComponent& component) const {
-  const QString& id = component.id;
-  if (id == QLatin1String("model:recommended")) return QStringLiteral("AI model file");
-  if (id == QLatin1String("path:models-folder")) return QStringLiteral("AI model folder");
-  if (id == QLatin1String("path:output-folder")) return QStringLiteral("Temporary dictation files");
-  if (id == QLatin1String("path:app-support")) return text.supportLabel;
-  if (id == QLatin1String("path:install-manifest")) return text.manifestLabel;
-  if (id == QLatin1String("path:installed-uninstaller")) return QStringLiteral("Installer helper");
-  if (id == QLatin1String("path:installed-input-method")) return Talvoren::kKeyboardHelperLabel;
+// Compared in the UTF-8 they are read in: every fixed name is ASCII.
+QString ManifestOperations::manifestLabel(std::string_view id, std::string_view kind, std::string_view group) const {
+  if (id == "model:recommended") return QStringLiteral("AI model file");
+  if (id == "path:models-folder") return QStringLiteral("AI model folder");
+  if (id == "path:output-folder") return QStringLiteral("Temporary dictation files");
+  if (id == "path:app-support") return text.supportLabel;
+  if (id == "path:install-manifest") return text.manifestLabel;
+  if (id == "path:installed-uninstaller") return QStringLiteral("Installer helper");
+  if (id == "path:installed-input-method") return Talvoren::kKeyboardHelperLabel;
 
-  const QString& group = component.removalGroup;
-  if (group == QLatin1String("app"))
-    return component.kind == QLatin1String("bundled-runtime") ? QStringLiteral("Bundled speech engine") : text.appLabel;
-  if (group == QLatin1String("model")) return text.modelLabel;
-  if (group == QLatin1String("app-data")) return text.supportLabel;
-  if (group == QLatin1String("installer-helper")) return QStringLiteral("Installer helper");
-  if (group == QLatin1String("input-method")) return Talvoren::kKeyboardHelperLabel;
-  if (group == QLatin1String("manifest")) return text.manifestLabel;
-  if (group == QLatin1String("speech-engine")) return QStringLiteral("Speech engine");
-  return component.kind;
+  if (group == "app") return kind == "bundled-runtime" ? QStringLiteral("Bundled speech engine") : text.appLabel;
+  if (group == "model") return text.modelLabel;
+  if (group == "app-data") return text.supportLabel;
+  if (group == "installer-helper") return QStringLiteral("Installer helper");
+  if (group == "input-method") return Talvoren::kKeyboardHelperLabel;
+  if (group == "manifest") return text.manifestLabel;
+  if (group == "speech-engine") return QStringLiteral("Speech engine");
+  return textOf(kind);
 }

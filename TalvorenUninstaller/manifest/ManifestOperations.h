@@ -6,6 +6,7 @@
 #include <QSet>
 #include <QString>
 
+#include <string_view>
 #include <vector>
 
 // The removal that the install manifest drives: which of its components an
@@ -26,7 +27,8 @@ class ManifestOperations : public CleanupOperations {
   bool isSafeManifestRemovalPath(const QString& normalisedPath) const;
   // True when `a` is handled before `b`: deeper paths first, then by path.
   bool manifestRemovalOrder(const ManifestComponent& a, const ManifestComponent& b) const;
-  QString manifestLabel(const ManifestComponent& component) const;
+  // The label of a component with these fields, as read from the manifest.
+  QString manifestLabel(std::string_view id, std::string_view kind, std::string_view group) const;
   // A one-line description of the manifest, opening every action's report.
   QString manifestSummary() const;
 

@@ -3,6 +3,10 @@
 #include <QByteArray>
 #include <QString>
 
+#include <optional>
+#include <string>
+#include <string_view>
+
 // A manifest path in the one form in which it is compared, ordered, tested and
 // trashed: absolute, without "." and ".." parts and without a trailing "/".
 // Doubled "/" separators are kept as written; symbolic links are not resolved.
@@ -23,6 +27,14 @@ struct ManifestPath {
 // Makes `path` absolute against `currentDirectory` and normalises it. An empty
 // path stays empty.
 ManifestPath normaliseManifestPath(const QString& path, const QString& currentDirectory);
+
+// The same for a path in ASCII, straight from its bytes and without any
+// string of its own, for the many paths of a long manifest: appends the
+// normalised path, which is then also its key, to `into` and returns its
+// depth. Nothing, and `into` as it was, when the path is empty or not ASCII,
+// or is relative and `currentDirectory` is not ASCII: those go the way above.
+std::optional<int> appendNormalisedAsciiPath(std::string_view path, const QString& currentDirectory,
+                                             std::string& into);
 
 // The key under which a path counts as the same text as another.
 QByteArray compositionKey(const QString& text);

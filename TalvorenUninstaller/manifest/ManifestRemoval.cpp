@@ -1,31 +1,22 @@
 #include "manifest/ManifestOperations.h"
 #include "manifest/ManifestJson.h"
 #include "manifest/ManifestPath.h"
+#include "manifest/PendingComponents.h"
 
 #include <algorithm>
 #include <string>
 
 namespace {
 
-// What becomes of a component once its path has not been handled before.
-enum class Handling { LeaveExternal, ReportRuntime, TrashIfSafe };
-
-// A component of a requested group, reduced to what its handling needs: a
-// manifest can list a million components, and only these few fields of a few
-// of them are ever used.
-struct PendingComponent {
-  QString label;
-  ManifestPath path;
-  Handling handling;
-};
-
-Handling handlingOf(const ManifestComponent& component) {
-  const bool external = component.removalGroup == QLatin1String("speech-engine") ||
-                        component.kind == QLatin1String("speech-engine") ||
-                        component.removalGroup == QLatin1String("none");
+Handling handlingOf(std::string_view kind, std::string_view group) {
+  const bool external = group == "speech-engine" || kind == "speech-engine" || group == "none";
   if (external) return Handling::LeaveExternal;
-  if (component.kind == QLatin1String("bundled-runtime")) return Handling::ReportRuntime;
+  if (kind == "bundled-runtime") return Handling::ReportRuntime;
   return Handling::TrashIfSafe;
+}
+
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
 }
 
 // The requested groups, composed, as UTF-8: the manifest's group names are
@@ -37,12 +28,15 @@ class GroupSet {
   }
 
   bool contains(std::string_view group) const {
-    const bool ascii = std::all_of(group.begin(), group.end(), [](char c) { return (c & 0x80) == 0; });
-    const std::string composed = ascii ? std::string(group) : compositionKey(textOf(group)).toStdString();
-    return std::find(composed_.begin(), composed_.end(), composed) != composed_.end();
+    if (!isAscii(group)) return has(compositionKey(textOf(group)).toStdString());
+    return has(group);
   }
 
  private:
+  bool has(std::string_view composed) const {
+    return std::find(composed_.begin(), composed_.end(), composed) != composed_.end();
+  }
+
   std::vector<std::string> composed_;
 };
 
@@ -109,7 +103,7 @@ bool isSystemApplicationBundle(QByteArrayView key) {
   return first == "Applications" && second.startsWith("Talvoren") && second.endsWith(".app");
 }
 
-bool isInside(const QByteArray& key, const LocationKeys& locations) {
+bool isInside(QByteArrayView key, const LocationKeys& locations) {
   for (const QByteArray& folder : locations.folders)
     if (isInsideOrEqual(key, folder)) return true;
   for (const QByteArray& item : locations.items)
@@ -122,30 +116,34 @@ bool isInside(const QByteArray& key, const LocationKeys& locations) {
 // most file systems), the composed comparison alone would let a path into
 // another folder pass, such as one whose name has a KELVIN SIGN where the
 // home's has a K, or a combining accent where it has a composed one.
-bool isSafeKey(const QByteArray& key, const QString& written, const SafeLocations& safe) {
-  return isInside(key, safe.composed) && isInside(writtenKey(written), safe.written);
+bool isSafeKey(QByteArrayView key, QByteArrayView written, const SafeLocations& safe) {
+  return isInside(key, safe.composed) && isInside(written, safe.written);
 }
 
 // Reads the manifest, keeping only the components of the requested groups
 // (a component of another group is passed over silently anyway). Nothing is
 // kept when any part of the manifest is unusable.
-std::vector<PendingComponent> pendingComponents(const ManifestOperations& operations, const QSet<QString>& groups,
-                                                const QString& currentDirectory) {
-  const std::optional<QByteArray> bytes = operations.platform().readFile(operations.install().manifestPath());
+PendingComponents pendingComponents(const ManifestOperations& operations, const QSet<QString>& groups,
+                                    const QString& currentDirectory) {
+  std::optional<QByteArray> bytes = operations.platform().readFile(operations.install().manifestPath());
   if (!bytes) return {};
   const GroupSet wanted(groups);
-  std::vector<PendingComponent> pending;
+  PendingComponents pending;
+  std::string normalised;
   const bool complete = readManifestComponents(*bytes, [&](const ComponentView& view) {
-    if (!wanted.contains(view.removalGroup)) return;
-    ManifestComponent named;
-    named.id = textOf(view.id);
-    named.kind = textOf(view.kind);
-    named.removalGroup = textOf(view.removalGroup);
-    ManifestPath path = normaliseManifestPath(textOf(view.path), currentDirectory);
-    if (path.isEmpty()) return;
-    pending.push_back({operations.manifestLabel(named), std::move(path), handlingOf(named)});
+    if (view.path.empty() || !wanted.contains(view.removalGroup)) return;
+    const QString label = operations.manifestLabel(view.id, view.kind, view.removalGroup);
+    const Handling handling = handlingOf(view.kind, view.removalGroup);
+    normalised.clear();
+    if (const std::optional<int> depth = appendNormalisedAsciiPath(view.path, currentDirectory, normalised)) {
+      pending.add(normalised, *depth, label, handling);
+    } else {
+      pending.add(normaliseManifestPath(textOf(view.path), currentDirectory), label, handling);
+    }
   });
   if (!complete) return {};
+  bytes.reset();  // before sorting, which lays the keys out again
+  pending.sort();
   return pending;
 }
 
@@ -154,55 +152,54 @@ std::vector<PendingComponent> pendingComponents(const ManifestOperations& operat
 void ManifestOperations::removeManifestComponents(const QSet<QString>& groups,
                                               const std::vector<ManifestFallback>& fallback, Report& report) {
   const QString currentDirectory = platform_.currentDirectory();
-  std::vector<PendingComponent> pending = pendingComponents(*this, groups, currentDirectory);
-  // Each path was normalised once, on reading, so that sorting stays n log n.
-  std::stable_sort(pending.begin(), pending.end(),
-                   [](const PendingComponent& a, const PendingComponent& b) { return isHandledBefore(a.path, b.path); });
+  const PendingComponents pending = pendingComponents(*this, groups, currentDirectory);
   const SafeLocations safe = safeLocationsOf(install_);
 
-  // A path is handled once per call, whatever came of it the first time.
-  QSet<QByteArray> handled;
-  handled.reserve(qsizetype(pending.size() + fallback.size()));
+  // A path is handled once per call, whatever came of it the first time: of
+  // equal keys, which lie side by side, only the first in the file counts.
   bool runtimeReported = false;
-  for (const PendingComponent& entry : pending) {
-    const ManifestPath& path = entry.path;
-    if (handled.contains(path.key)) continue;
-    handled.insert(path.key);
-
-    const QString& label = entry.label;
-    switch (entry.handling) {
+  for (size_t index = 0; index < pending.size(); ++index) {
+    if (pending.repeatsPrevious(index)) continue;
+    const QString& label = pending.label(index);
+    const QString path = pending.path(index);
+    switch (pending.handling(index)) {
       case Handling::LeaveExternal:
-        report.skipped(label + kLeftExternal + path.path +
-                       QLatin1Char(')'));
+        report.skipped(label + kLeftExternal + path + QLatin1Char(')'));
         break;
       case Handling::ReportRuntime:
         // The runtime lives inside the app bundle and goes with it.
         if (!runtimeReported) report.skipped(label + QStringLiteral(": removed with Talvoren.app"));
         runtimeReported = true;
         break;
-      case Handling::TrashIfSafe:
-        if (isSafeKey(path.key, path.path, safe)) {
-          trash(path.path, label, report);
+      case Handling::TrashIfSafe: {
+        const QByteArrayView key = pending.key(index);
+        const QByteArray written =
+            pending.pathIsKey(index) ? QByteArray::fromRawData(key.data(), key.size()) : writtenKey(path);
+        if (isSafeKey(key, written, safe)) {
+          trash(path, label, report);
         } else {
-          report.skipped(label + kOutsideScope + path.path +
-                         QLatin1Char(')'));
+          report.skipped(label + kOutsideScope + path + QLatin1Char(')'));
         }
         break;
+      }
     }
   }
 
   // The program's own fixed locations need no safety check; they are only
   // skipped when the manifest already dealt with the same path.
+  std::vector<QByteArray> handledFallbacks;
   for (const ManifestFallback& entry : fallback) {
     const ManifestPath path = normaliseManifestPath(entry.path, currentDirectory);
-    if (handled.contains(path.key)) continue;
-    handled.insert(path.key);
+    const bool handled = pending.contains(path) ||
+                         std::find(handledFallbacks.begin(), handledFallbacks.end(), path.key) != handledFallbacks.end();
+    if (handled) continue;
+    handledFallbacks.push_back(path.key);
     trash(path.path, entry.label, report);
   }
 }
 
 bool ManifestOperations::isSafeManifestRemovalPath(const QString& normalisedPath) const {
-  return isSafeKey(compositionKey(normalisedPath), normalisedPath, safeLocationsOf(install_));
+  return isSafeKey(compositionKey(normalisedPath), writtenKey(normalisedPath), safeLocationsOf(install_));
 }
 
 bool ManifestOperations::manifestRemovalOrder(const ManifestComponent& a, const ManifestComponent& b) const {

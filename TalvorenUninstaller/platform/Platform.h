@@ -135,6 +135,16 @@ class Platform {
   virtual int selectInputSource(const std::shared_ptr<InputSource>& source) = 0;
   virtual int disableInputSource(const std::shared_ptr<InputSource>& source) = 0;
 
+  // --- Actions --------------------------------------------------------------
+  // One action (a plan and its report, start to end) begins or ends; see
+  // ActionScope, which is how the engine calls them. In between the platform
+  // may use again, for the action's later steps, what it opened and checked
+  // for an earlier one (the Linux platform: each trash folder, checked once
+  // per action); nothing is kept from one action to the next. Calls nest, and
+  // only the outermost end ends the action.
+  virtual void beginAction() = 0;
+  virtual void endAction() = 0;
+
   // --- The uninstaller's own bundle ----------------------------------------
   virtual QString bundlePath() = 0;
   // The bundle's short version string, when it has one.

@@ -74,6 +74,11 @@ class RecordingPlatform final : public Platform {
   int selectInputSource(const std::shared_ptr<InputSource>& source) override;
   int disableInputSource(const std::shared_ptr<InputSource>& source) override;
 
+  // Nothing is moved, so nothing of the real platform's is kept for the
+  // action; the calls go through all the same.
+  void beginAction() override { real_.beginAction(); }
+  void endAction() override { real_.endAction(); }
+
   QString bundlePath() override { return real_.bundlePath(); }
   std::optional<QString> bundleShortVersion() override { return real_.bundleShortVersion(); }
   std::optional<QString> bundleResourcePath(const QString& name, const QString& extension) override {

@@ -159,6 +159,9 @@ class FakePlatform final : public Platform {
     fake.enabled = fake.enabled && disableStatus != 0;
     return disableStatus;
   }
+  // Nothing here is checked once per action, so an action keeps nothing.
+  void beginAction() override {}
+  void endAction() override {}
   QString bundlePath() override { return bundle; }
   std::optional<QString> bundleShortVersion() override { return shortVersion; }
   std::optional<QString> bundleResourcePath(const QString& name, const QString& extension) override {

@@ -2,7 +2,10 @@
 // paths. Besides crashes and sanitizer reports it stops on:
 // - a manifest that the strict decoding accepts but the summary does not
 //   count, or counts differently;
-// - a path whose normalised form changes when normalised again;
+// - a reading in pieces cut between any two components that answers
+//   otherwise than the reading of the whole text;
+// - a path whose normalised form changes when normalised again, or that in
+//   ASCII is normalised otherwise straight from its bytes;
 // - a path judged safe in one Unicode composition and not in another (the
 //   app's locations here are spelt in ASCII that no other character
 //   composes to, unlike a home with a K, say);
@@ -28,7 +31,18 @@ void require(bool holds, const char* what) {
   std::abort();
 }
 
+// The paths handed over, or nothing when the manifest is unusable (what was
+// handed over before the fault was found is of no account).
+std::optional<QStringList> readInPieces(const QByteArray& bytes, size_t pieceBytes) {
+  QStringList paths;
+  const bool read = readManifestComponents(
+      bytes, [&](const ComponentView& component) { paths << textOf(component.path); }, pieceBytes);
+  return read ? std::optional(paths) : std::nullopt;
+}
+
 QStringList pathsOf(const QByteArray& bytes) {
+  require(readInPieces(bytes, 1) == readInPieces(bytes, kManifestPieceBytes), "pieces read otherwise than the whole");
+  require(countManifestComponents(bytes, 1) == countManifestComponents(bytes), "pieces counted otherwise than the whole");
   QStringList paths;
   if (const std::optional<InstallManifest> manifest = decodeInstallManifest(bytes)) {
     const std::optional<qsizetype> count = countManifestComponents(bytes);
@@ -78,6 +92,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const ManifestPath once = normaliseManifestPath(path, QStringLiteral("/Users/example"));
     const ManifestPath twice = normaliseManifestPath(once.path, QStringLiteral("/elsewhere"));
     require(once.path == twice.path && once.key == twice.key && once.depth == twice.depth, "normalising twice");
+    std::string fromBytes;
+    if (const std::optional<int> depth = appendNormalisedAsciiPath(path.toStdString(), QStringLiteral("/Users/example"), fromBytes))
+      require(QString::fromStdString(fromBytes) == once.path && *depth == once.depth, "normalising from bytes");
     const bool safe = app->isSafeManifestRemovalPath(once.path);
     require(safe == app->isSafeManifestRemovalPath(once.path.normalized(QString::NormalizationForm_D)) &&
                 safe == app->isSafeManifestRemovalPath(once.path.normalized(QString::NormalizationForm_C)),

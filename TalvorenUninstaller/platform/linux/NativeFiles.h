@@ -17,6 +17,11 @@
 // success `info`, when given, describes the file.
 int openRegularFile(const QByteArray& path, int flags, struct stat* info = nullptr);
 
+// Opens `path` to append to it, creating a missing file (0644), and keeps it
+// only when it is a regular file; -1 with errno set otherwise. `size` is its
+// size when opened. Made for the many appends of a log (see appendToFile).
+int openRegularFileToAppend(const QByteArray& path, off_t& size);
+
 // The whole regular file, at most `limit` bytes, with kReadFilePadding bytes
 // of spare capacity after the data; nothing otherwise. No more than one byte
 // beyond the limit is ever read.

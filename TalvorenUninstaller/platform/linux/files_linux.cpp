@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
-#include <pthread.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -38,31 +37,25 @@ bool writeToRegularFile(const QString& path, int flags, const QByteArray& bytes)
   return ::close(fd) == 0 && written;
 }
 
-// SIGXFSZ held back on this thread for one scope, so that a write past the
-// file-size limit fails with EFBIG instead of ending the program. The signal
-// that write raised is taken off again before the old mask returns.
-class FileSizeSignalHeld {
- public:
-  FileSizeSignalHeld() {
-    sigemptyset(&signal_);
-    sigaddset(&signal_, SIGXFSZ);
-    pthread_sigmask(SIG_BLOCK, &signal_, &previous_);
-  }
-  ~FileSizeSignalHeld() {
-    // One that was held back before is the caller's, and stays pending.
-    const timespec now{};
-    if (!sigismember(&previous_, SIGXFSZ))
-      while (sigtimedwait(&signal_, nullptr, &now) == SIGXFSZ) {
-      }
-    pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
-  }
-  FileSizeSignalHeld(const FileSizeSignalHeld&) = delete;
-  FileSizeSignalHeld& operator=(const FileSizeSignalHeld&) = delete;
-
- private:
-  sigset_t signal_;
-  sigset_t previous_;
-};
+// A write past the file-size limit raises SIGXFSZ, whose default ends the
+// program; ignored, the write fails with EFBIG instead, and the append undoes
+// it like any other failed write. That is set once, on the first append,
+// rather than around every write, and only over the default: a handler of
+// the program's own stays. Programs started from here get the default back
+// (process_linux.cpp).
+void ignoreFileSizeSignal() {
+  static const bool ignored = [] {
+    struct sigaction current {};
+    if (::sigaction(SIGXFSZ, nullptr, &current) != 0 || (current.sa_flags & SA_SIGINFO) != 0 ||
+        current.sa_handler != SIG_DFL)
+      return false;
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    sigemptyset(&ignore.sa_mask);
+    return ::sigaction(SIGXFSZ, &ignore, nullptr) == 0;
+  }();
+  static_cast<void>(ignored);
+}
 
 }  // namespace
 
@@ -99,19 +92,23 @@ std::optional<QByteArray> LinuxPlatform::readFile(const QString& path) {
 }
 
 bool LinuxPlatform::appendToFile(const QString& path, const QByteArray& bytes) {
-  const std::optional<QByteArray> native = encodeNativePath(path);
-  if (!native) return false;
+  // The log is appended to line by line, each time under the same path.
+  if (!appendNative_ || path != appendPath_) {
+    appendNative_ = encodeNativePath(path);
+    appendPath_ = path;
+  }
+  if (!appendNative_) return false;
+  ignoreFileSizeSignal();
   // O_APPEND puts every write at the end atomically, so two uninstallers
   // logging at once never interleave inside a line.
-  struct stat before {};
-  UniqueFd file(openRegularFile(*native, O_WRONLY | O_CREAT | O_APPEND, &before));
+  off_t before = 0;
+  UniqueFd file(openRegularFileToAppend(*appendNative_, before));
   if (!file.isValid()) return false;
-  const FileSizeSignalHeld held;
   if (writeAll(file.get(), bytes) == 0) return file.close() == 0;
   // A write that stopped part-way (the file system filled up, or the file
   // reached the size limit) is undone, so that no fragment is left for the
   // next append to be glued onto.
-  [[maybe_unused]] const int undone = ::ftruncate(file.get(), before.st_size);
+  [[maybe_unused]] const int undone = ::ftruncate(file.get(), before);
   return false;
 }
 

@@ -1,5 +1,7 @@
 #include "platform/linux/NativePath.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr char32_t kEscapeBase = 0xDC00;  // + a byte 0x80..0xFF
@@ -77,6 +79,11 @@ QString decodeNativePath(const QByteArray& bytes) {
 }
 
 std::optional<QByteArray> encodeNativePath(const QString& path) {
+  // Most paths hold neither U+0000 nor a surrogate: plain UTF-8.
+  const bool plain = std::none_of(path.cbegin(), path.cend(), [](QChar c) {
+    return c.unicode() == 0 || QChar::isSurrogate(c.unicode());
+  });
+  if (plain) return path.toUtf8();
   QByteArray bytes;
   bytes.reserve(path.size() * 3);
   bool escaped = false;

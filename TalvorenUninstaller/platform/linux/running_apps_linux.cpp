@@ -2,13 +2,19 @@
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/NativeFiles.h"
 #include "platform/linux/PidfdRunningApplication.h"
+#include "platform/linux/UniqueFd.h"
 
-#include <QDir>
-#include <QFile>
+#include <QByteArrayView>
 #include <QHash>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,44 +27,62 @@ const QString kBundleIdentifierKey = QStringLiteral("CFBundleIdentifier");
 // Every process now running, in ascending order of id.
 std::vector<pid_t> processIds() {
   std::vector<pid_t> ids;
-  const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-  for (const QString& entry : entries) {
-    bool isNumber = false;
-    const int id = entry.toInt(&isNumber);
-    if (isNumber && id > 0) ids.push_back(id);
+  DIR* proc = ::opendir("/proc");
+  if (proc == nullptr) return ids;
+  for (const dirent* entry; (entry = ::readdir(proc)) != nullptr;) {
+    const std::string_view name = entry->d_name;
+    if (name.empty() || name.front() == '0' || name.size() > 9 ||
+        !std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; }))
+      continue;
+    ids.push_back(pid_t(std::atoi(entry->d_name)));
   }
+  ::closedir(proc);
   std::sort(ids.begin(), ids.end());
   return ids;
 }
 
 // The real user id from the process's status, the first of the four on the
-// "Uid:" line.
-std::optional<uid_t> realUserId(pid_t pid) {
-  QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-  if (!status.open(QIODevice::ReadOnly)) return std::nullopt;
-  const QList<QByteArray> lines = status.readAll().split('\n');
-  for (const QByteArray& line : lines) {
-    if (!line.startsWith("Uid:")) continue;
-    const QList<QByteArray> fields = line.mid(4).simplified().split(' ');
-    bool isNumber = false;
-    const uint id = fields.value(0).toUInt(&isNumber);
-    if (!isNumber) return std::nullopt;
-    return static_cast<uid_t>(id);
-  }
-  return std::nullopt;
+// "Uid:" line, which comes early in the file.
+std::optional<uid_t> realUserId(const QByteArray& process) {
+  const UniqueFd status(::open((process + "/status").constData(), O_RDONLY | O_CLOEXEC));
+  if (!status.isValid()) return std::nullopt;
+  char text[4096];
+  size_t used = 0;
+  for (ssize_t got; used < sizeof text - 1 && (got = ::read(status.get(), text + used, sizeof text - 1 - used)) > 0;)
+    used += size_t(got);
+  text[used] = '\0';
+  const char* line = std::strstr(text, "\nUid:");
+  if (line == nullptr) return std::nullopt;
+  char* end = nullptr;
+  const unsigned long id = std::strtoul(line + 5, &end, 10);
+  if (end == line + 5 || (*end != '\t' && *end != ' ')) return std::nullopt;
+  return static_cast<uid_t>(id);
 }
 
 // Where the process's executable lies, as the system names it; empty for a
-// zombie or when the system does not tell. A process whose first thread has
-// ended while others work on no longer tells through its own entry, so then
-// each of its threads is asked in turn.
-QByteArray executablePath(pid_t pid) {
-  const QByteArray process = "/proc/" + QByteArray::number(pid);
-  if (QByteArray path = linkTarget(process + "/exe"); !path.isEmpty()) return path;
-  const QStringList threads = QDir(QString::fromLatin1(process + "/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-  for (const QString& thread : threads)
-    if (QByteArray path = linkTarget(process + "/task/" + thread.toLatin1() + "/exe"); !path.isEmpty()) return path;
-  return {};
+// zombie, a kernel thread, another user's process (unless we are root) or
+// when the system does not tell. A process whose first thread has ended while
+// others work on no longer tells through its own entry, so then each of its
+// threads is asked in turn: only for a process of `user`'s, since another
+// user's would not tell either.
+QByteArray executablePath(const QByteArray& process, uid_t user) {
+  errno = 0;
+  if (QByteArray path = linkTarget(process + "/exe"); !path.isEmpty() || errno != ENOENT) return path;
+  if (realUserId(process) != user) return {};
+  DIR* tasks = ::opendir((process + "/task").constData());
+  QByteArray path;
+  for (const dirent* entry; tasks != nullptr && path.isEmpty() && (entry = ::readdir(tasks)) != nullptr;)
+    if (entry->d_name[0] != '.') path = linkTarget(process + "/task/" + entry->d_name + "/exe");
+  if (tasks != nullptr) ::closedir(tasks);
+  return path;
+}
+
+// Whether a folder above the executable has a name that ends in ".app", so
+// that it may lie in an application bundle; a look at the path alone.
+bool mayLieInBundle(const QByteArray& executable) {
+  for (qsizetype end = executable.lastIndexOf('/'); end > 0; end = executable.lastIndexOf('/', end - 1))
+    if (QByteArrayView(executable).first(end).endsWith(kBundleSuffix)) return true;
+  return false;
 }
 
 // The innermost folder around the executable that is an application bundle:
@@ -94,6 +118,11 @@ class BundleIdentifiers {
 
 }  // namespace
 
+// Most processes are ruled out by their executable alone, asked for first
+// (one readlink, which for another user's process fails at once): only one
+// that lies in an ".app" folder can be an instance. Owners are not looked at
+// first: a process's /proc entry names its effective user, not the real one
+// that counts here, and reading the status costs more than the link.
 RunningApplicationList LinuxPlatform::runningApplications(const QString& bundleIdentifier) {
   const uid_t currentUser = ::getuid();
   // The uninstaller may well run from inside the app's bundle, where an
@@ -103,15 +132,18 @@ RunningApplicationList LinuxPlatform::runningApplications(const QString& bundleI
   RunningApplicationList instances;
   for (const pid_t pid : processIds()) {
     if (pid == self) continue;
-    // The handle comes first: while the process it names has not exited, its
-    // id cannot be given to another, so what /proc tells below is about it.
-    std::unique_ptr<PidfdRunningApplication> process = PidfdRunningApplication::open(pid);
-    if (!process) continue;
-    if (realUserId(pid) != currentUser) continue;
-    const QByteArray executable = executablePath(pid);
-    if (executable.isEmpty() || process->isTerminated()) continue;
+    const QByteArray process = "/proc/" + QByteArray::number(pid);
+    if (!mayLieInBundle(executablePath(process, currentUser))) continue;
+    // What decides is read only once the handle is held: while the process
+    // it names has not exited, its id cannot be given to another, so what
+    // /proc tells below is about it.
+    std::unique_ptr<PidfdRunningApplication> handle = PidfdRunningApplication::open(pid);
+    if (!handle) continue;
+    if (realUserId(process) != currentUser) continue;
+    const QByteArray executable = executablePath(process, currentUser);
+    if (executable.isEmpty() || handle->isTerminated()) continue;
     if (identifiers.ofExecutable(executable) != bundleIdentifier) continue;
-    instances.push_back(std::move(process));
+    instances.push_back(std::move(handle));
   }
   return instances;
 }

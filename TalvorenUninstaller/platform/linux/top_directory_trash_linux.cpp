@@ -1,13 +1,11 @@
 #include "platform/linux/TopDirectoryTrash.h"
 
 #include "platform/linux/NativeFiles.h"
-#include "platform/linux/NativePath.h"
 #include "platform/linux/TrashFolder.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -24,23 +22,23 @@ QByteArray topDirectoryOf(QByteArray folder, dev_t device) {
 
 }  // namespace
 
-TrashOutcome moveToTopDirectoryTrash(const QByteArray& path) {
-  struct stat item {};
-  if (::lstat(path.constData(), &item) != 0) return {false, errnoText(errno)};
+std::optional<TopDirectoryPlace> topDirectoryPlace(const QByteArray& path, QString& error) {
   // The folder holding the item is resolved so that a linked folder leads to
   // the file system where the item really lives; its device, not the item's,
   // names that file system (a layered one may report a file's own layer).
   char* realParent = ::realpath(parentFolder(path).constData(), nullptr);
-  if (realParent == nullptr) return {false, errnoText(errno)};
+  if (realParent == nullptr) {
+    error = errnoText(errno);
+    return std::nullopt;
+  }
   const QByteArray parent(realParent);
   std::free(realParent);
   struct stat parentInfo {};
-  if (::stat(parent.constData(), &parentInfo) != 0) return {false, errnoText(errno)};
+  if (::stat(parent.constData(), &parentInfo) != 0) {
+    error = errnoText(errno);
+    return std::nullopt;
+  }
   const QByteArray top = topDirectoryOf(parent, parentInfo.st_dev);
-
-  // The information names the item below the top folder, so that it still
-  // restores when the volume is mounted somewhere else.
   const QByteArray real = (parent == "/" ? QByteArray() : parent) + path.mid(path.lastIndexOf('/'));
-  const QByteArray belowTop = real.mid(top == "/" ? 1 : top.size() + 1);
-  return TrashFolder::openTopDirectory(top).moveIn(path, belowTop);
+  return TopDirectoryPlace{top, real.mid(top == "/" ? 1 : top.size() + 1)};
 }

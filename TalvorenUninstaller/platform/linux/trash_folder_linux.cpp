@@ -3,8 +3,6 @@
 #include "platform/linux/NativeFiles.h"
 #include "platform/linux/NativePath.h"
 
-#include <QDateTime>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -83,9 +81,11 @@ QByteArray joined(const QByteArray& folder, const QByteArray& name) {
 // percent-encoded, so a name that is not UTF-8 restores to the same name. The
 // date is local time, `utcOffset` seconds ahead of UTC.
 QByteArray trashInfo(const QByteArray& path, int utcOffset) {
-  const QDateTime now = QDateTime::currentDateTimeUtc().addSecs(utcOffset);
-  return "[Trash Info]\nPath=" + path.toPercentEncoding("/") + "\nDeletionDate=" +
-         now.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")).toLatin1() + '\n';
+  const std::time_t local = std::time(nullptr) + utcOffset;
+  std::tm fields{};
+  char date[32] = {};
+  if (::gmtime_r(&local, &fields) != nullptr) std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &fields);
+  return "[Trash Info]\nPath=" + path.toPercentEncoding("/") + "\nDeletionDate=" + date + '\n';
 }
 
 // Writes `contents` whole into a new file in `folder` whose name starts with
