@@ -6,23 +6,6 @@ namespace {
 
 using Kind = RecordedChange::Kind;
 
-bool actsOnTheSystem(const RecordedChange& change) {
-  switch (change.kind) {
-    case Kind::Trash:
-    case Kind::Run:
-    case Kind::Quit:
-    case Kind::ForceQuit:
-    case Kind::SelectInputSource:
-    case Kind::DisableInputSource:
-      return true;
-    case Kind::CreateFolders:
-    case Kind::AppendToFile:
-    case Kind::WriteFile:
-      return false;
-  }
-  return false;
-}
-
 QString commandOf(const RecordedChange& change) {
   return (QStringList{change.program} + change.arguments).join(QLatin1Char(' '));
 }
@@ -67,33 +50,50 @@ QString previewAssumption() {
       "success with no output, and Talvoren quits when asked.");
 }
 
+const char* changeName(RecordedChange::Kind kind) {
+  switch (kind) {
+    case Kind::Trash:
+      return "trash";
+    case Kind::Run:
+      return "run";
+    case Kind::Quit:
+      return "quit";
+    case Kind::ForceQuit:
+      return "force-quit";
+    case Kind::SelectInputSource:
+      return "select-input-source";
+    case Kind::DisableInputSource:
+      return "disable-input-source";
+    case Kind::CreateFolders:
+    case Kind::AppendToFile:
+    case Kind::WriteFile:
+      break;
+  }
+  return nullptr;
+}
+
 QStringList changeLines(const std::vector<RecordedChange>& changes) {
   QStringList lines;
   for (const RecordedChange& change : changes) {
+    const char* name = changeName(change.kind);
+    if (!name) continue;
+    QString detail;
     switch (change.kind) {
       case Kind::Trash:
-        lines << QStringLiteral("trash: %1 (%2)").arg(change.path, change.label);
+        detail = QStringLiteral("%1 (%2)").arg(change.path, change.label);
         break;
       case Kind::Run:
-        lines << QStringLiteral("run: ") + commandOf(change);
+        detail = commandOf(change);
         break;
       case Kind::Quit:
-        lines << QStringLiteral("quit: pid %1").arg(change.pid);
-        break;
       case Kind::ForceQuit:
-        lines << QStringLiteral("force-quit: pid %1").arg(change.pid);
+        detail = QStringLiteral("pid %1").arg(change.pid);
         break;
-      case Kind::SelectInputSource:
-        lines << QStringLiteral("select-input-source: ") + change.identifier;
-        break;
-      case Kind::DisableInputSource:
-        lines << QStringLiteral("disable-input-source: ") + change.identifier;
-        break;
-      case Kind::CreateFolders:
-      case Kind::AppendToFile:
-      case Kind::WriteFile:
+      default:
+        detail = change.identifier;
         break;
     }
+    lines << QLatin1String(name) + QStringLiteral(": ") + detail;
   }
   return lines;
 }
@@ -103,7 +103,7 @@ QStringList previewDetails(const ActionPreview& preview) {
   for (const RecordedChange& change : preview.changes) {
     if (change.kind == Kind::Trash) {
       trashed << change.label + QStringLiteral(": ") + change.path;
-    } else if (actsOnTheSystem(change)) {
+    } else if (changeName(change.kind)) {
       steps << stepOf(change);
     }
   }

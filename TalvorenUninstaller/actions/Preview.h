@@ -25,6 +25,11 @@ ActionPreview previewAction(Platform& system, const ActionDefinition& action, st
 // What a preview takes for granted, in one line.
 QString previewAssumption();
 
+// The name a change that acts on the system goes by ("trash", "run", "quit",
+// "force-quit", "select-input-source", "disable-input-source"); nothing for
+// the plan's own file writes, its log lines, which are no such change.
+const char* changeName(RecordedChange::Kind kind);
+
 // The changes that act on the system, one line each ("trash: PATH (LABEL)",
 // "run: PROGRAM ARGUMENT...", "quit: pid N", "force-quit: pid N",
 // "select-input-source: ID", "disable-input-source: ID"). The plan's own log

@@ -51,31 +51,27 @@ QByteArray jsonLine(const QJsonObject& object) { return QJsonDocument(object).to
 // A change as scripts read it; nothing for the plan's own log lines.
 std::optional<QJsonObject> jsonChange(const RecordedChange& change) {
   using Kind = RecordedChange::Kind;
-  const auto object = [](const char* name, std::initializer_list<std::pair<QString, QJsonValue>> fields) {
-    QJsonObject made{{QStringLiteral("change"), QLatin1String(name)}};
-    for (const auto& [key, value] : fields) made.insert(key, value);
-    return made;
-  };
+  const char* name = changeName(change.kind);
+  if (!name) return std::nullopt;
+  QJsonObject object{{QStringLiteral("change"), QLatin1String(name)}};
   switch (change.kind) {
     case Kind::Trash:
-      return object("trash", {{QStringLiteral("path"), change.path}, {QStringLiteral("label"), change.label}});
+      object.insert(QStringLiteral("path"), change.path);
+      object.insert(QStringLiteral("label"), change.label);
+      break;
     case Kind::Run:
-      return object("run", {{QStringLiteral("program"), change.program},
-                            {QStringLiteral("arguments"), QJsonArray::fromStringList(change.arguments)}});
+      object.insert(QStringLiteral("program"), change.program);
+      object.insert(QStringLiteral("arguments"), QJsonArray::fromStringList(change.arguments));
+      break;
     case Kind::Quit:
-      return object("quit", {{QStringLiteral("pid"), change.pid}});
     case Kind::ForceQuit:
-      return object("force-quit", {{QStringLiteral("pid"), change.pid}});
-    case Kind::SelectInputSource:
-      return object("select-input-source", {{QStringLiteral("id"), change.identifier}});
-    case Kind::DisableInputSource:
-      return object("disable-input-source", {{QStringLiteral("id"), change.identifier}});
-    case Kind::CreateFolders:
-    case Kind::AppendToFile:
-    case Kind::WriteFile:
+      object.insert(QStringLiteral("pid"), change.pid);
+      break;
+    default:
+      object.insert(QStringLiteral("id"), change.identifier);
       break;
   }
-  return std::nullopt;
+  return object;
 }
 
 // The preview: what would change, then the report the plan would return.
